@@ -1,0 +1,37 @@
+# One static library per source folder. Sources are globbed so that adding a
+# module is adding its files; a folder without sources yet is an interface
+# library, so that the layering can be declared before the code exists.
+function(qrv_library name)
+  cmake_parse_arguments(Q "" "" "DEPS;EXCLUDE" ${ARGN})
+  set(sources)
+  foreach(dir ${Q_UNPARSED_ARGUMENTS})
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  foreach(ex ${Q_EXCLUDE})
+    list(FILTER sources EXCLUDE REGEX "/${ex}$")
+  endforeach()
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR}/src/lib ${CMAKE_SOURCE_DIR}/src/main)
+    target_link_libraries(${name} PUBLIC ${Q_DEPS})
+  else()
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE ${CMAKE_SOURCE_DIR}/src/lib ${CMAKE_SOURCE_DIR}/src/main)
+    target_link_libraries(${name} INTERFACE ${Q_DEPS})
+  endif()
+endfunction()
+
+# One GoogleTest executable per test folder, each case registered with CTest.
+function(qrv_test_folder folder)
+  cmake_parse_arguments(Q "" "" "DEPS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  string(REPLACE "-" "_" tname "test_${folder}")
+  add_executable(${tname} ${sources})
+  target_link_libraries(${tname} PRIVATE ${Q_DEPS} qrv_testsupport GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${tname} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 600)
+endfunction()

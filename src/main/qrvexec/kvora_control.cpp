@@ -1,0 +1,4 @@
+// Run driver (minimal until the parameter-file reader lands).
+#include "qrvexec/kvora_control.h"
+
+void KVORAControl::execute() {}
