@@ -1,0 +1,361 @@
+// The loader's sub-commands: three loads (graph, neighbours, table) that turn
+// CSV into the engine's dataset, and two readers (dump, info) that turn a
+// dataset back into text. The loads that need rows grouped by node go
+// through the external sort, so input order and input size don't matter.
+#include "qrvload_commands.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "qrvload_csv.h"
+#include "qrvload_dataset.h"
+#include "qrvload_fail.h"
+#include "qrvload_options.h"
+#include "qrvload_sort.h"
+
+namespace {
+constexpr uint64_t kDefaultMemory = 512ULL << 20;
+constexpr uint64_t kMinMemory = 64ULL << 10;
+constexpr double kFooterWeight = 7788.0;  // the engine closes a caller's row on exactly this
+
+const std::vector<std::string> kLoadValues{"memory", "pieces", "piece-bytes", "temp-dir"};
+
+void needPositional(const QrvOptions &o, size_t n, const char *usage) {
+    if (o.positional.size() != n) qrvloadFail(kExitUsage, std::string("usage: ") + usage);
+}
+
+std::string sortStem(const QrvOptions &o, const std::string &out) {
+    std::string tag = ".qrvload-tmp-" + std::to_string(::getpid()) + "-sort";
+    if (!o.has("temp-dir")) return out + tag;
+    size_t slash = out.rfind('/');
+    return o.get("temp-dir") + "/" + (slash == std::string::npos ? out : out.substr(slash + 1)) + tag;
+}
+
+uint64_t memoryBudget(const QrvOptions &o) {
+    uint64_t m = o.size("memory", kDefaultMemory);
+    if (m < kMinMemory) qrvloadFail(kExitUsage, "--memory must be at least 64K");
+    return m;
+}
+
+// The first line is a header when its first field is not a number.
+bool looksLikeHeader(const QrvCsvReader &r) {
+    double v;
+    return r.lineNumber() == 1 && r.fieldCount() > 0 && !qrvParseReal(r.field(0), v);
+}
+
+void reportLoad(const std::string &out, const QrvDatasetWriter &w, const char *what, uint64_t groups, uint64_t items) {
+    std::printf("qrvload: wrote %s: %llu rows, %llu %s, %llu records, %zu file%s\n", out.c_str(),
+                static_cast<unsigned long long>(w.rows()), static_cast<unsigned long long>(groups), what,
+                static_cast<unsigned long long>(items), w.dataFiles().size(), w.dataFiles().size() == 1 ? "" : "s");
+    if (w.rows() == 0 && w.dataFiles().size() > 1)
+        std::fprintf(stderr, "qrvload: warning: the dataset is empty; the engine refuses empty pieces\n");
+}
+}  // namespace
+
+int qrvCommandGraph(const std::vector<std::string> &args) {
+    QrvOptions o(args, kLoadValues, {});
+    needPositional(o, 2, "qrvload graph EDGES.csv OUT [--memory SIZE] [--pieces N | --piece-bytes B]");
+    const std::string &in = o.positional[0], &out = o.positional[1];
+    QrvExternalSorter sorter(memoryBudget(o), sortStem(o, out));
+    {
+        QrvCsvReader r(in);
+        while (r.next()) {
+            if (looksLikeHeader(r)) continue;
+            if (r.fieldCount() != 3)
+                r.fail("expected 3 fields caller,callee,weight, found " + std::to_string(r.fieldCount()));
+            QrvSortRecord rec;
+            rec.key = qrvNodeField(r, 0, "caller");
+            rec.sub = qrvNodeField(r, 1, "callee");
+            if (!qrvParseReal(r.field(2), rec.value)) r.fail("weight is not a finite number");
+            sorter.add(rec);
+        }
+    }
+    sorter.finish();
+
+    // Per caller: header (callee 0, weight = its callee count, patched once
+    // known), the edges, and the footer (callee 0, weight 7788).
+    QrvDatasetWriter w(out, {{"caller", false, QrvPurpose::LineNumber},
+                             {"callee", false, QrvPurpose::Explanatory},
+                             {"weight", false, QrvPurpose::Explanatory}},
+                       o.pieces());
+    QrvSortRecord rec;
+    uint64_t caller = 0, headerRow = 0, callees = 0, callers = 0;
+    double row[3];
+    auto closeRow = [&]() {
+        w.patch(headerRow, 2, static_cast<double>(callees));
+        row[0] = static_cast<double>(caller), row[1] = 0.0, row[2] = kFooterWeight;
+        w.writeRow(row);
+    };
+    while (sorter.next(rec)) {
+        if (rec.key != caller) {
+            if (caller != 0) closeRow();
+            caller = rec.key;
+            callees = 0;
+            ++callers;
+            headerRow = w.rows();
+            row[0] = static_cast<double>(caller), row[1] = 0.0, row[2] = 0.0;
+            w.writeRow(row);
+        }
+        row[0] = static_cast<double>(rec.key), row[1] = static_cast<double>(rec.sub), row[2] = rec.value;
+        w.writeRow(row);
+        ++callees;
+    }
+    if (caller != 0) closeRow();
+    w.commit();
+    reportLoad(out, w, "callers", callers, sorter.recordCount());
+    return 0;
+}
+
+int qrvCommandNeighbours(const std::vector<std::string> &args) {
+    QrvOptions o(args, kLoadValues, {"edges"});
+    needPositional(o, 2, "qrvload neighbours ADJ.csv OUT [--edges] [--memory SIZE] [--pieces N | --piece-bytes B]");
+    const std::string &in = o.positional[0], &out = o.positional[1];
+    const bool edges = o.has("edges");
+    QrvExternalSorter sorter(memoryBudget(o), sortStem(o, out));
+    {
+        QrvCsvReader r(in);
+        while (r.next()) {
+            if (looksLikeHeader(r)) continue;
+            QrvSortRecord rec{0, 0, 0.0};
+            rec.key = qrvNodeField(r, 0, "node");
+            if (edges) {
+                if (r.fieldCount() != 2) r.fail("expected 2 fields node,neighbour, found " + std::to_string(r.fieldCount()));
+                rec.sub = qrvNodeField(r, 1, "neighbour");
+                sorter.add(rec);
+                continue;
+            }
+            size_t n = r.fieldCount();
+            while (n > 1 && r.field(n - 1).empty()) --n;  // trailing commas
+            if (n == 1) {
+                sorter.add(rec);  // sub 0: a node without neighbours still gets its row
+                continue;
+            }
+            for (size_t i = 1; i < n; ++i) {
+                rec.sub = qrvNodeField(r, i, "neighbour");
+                sorter.add(rec);
+            }
+        }
+    }
+    sorter.finish();
+
+    // Per node: header (column 0, value = row length), entries (column j,
+    // value = j-th neighbour, ascending, each once), closing record (column
+    // length + 1, value = target 0).
+    QrvDatasetWriter w(out, {{"node", false, QrvPurpose::LineNumber},
+                             {"column", false, QrvPurpose::Explanatory},
+                             {"value", false, QrvPurpose::Explanatory}},
+                       o.pieces());
+    QrvSortRecord rec;
+    uint64_t node = 0, headerRow = 0, length = 0, last = 0, nodes = 0, entries = 0;
+    double row[3];
+    auto closeRow = [&]() {
+        w.patch(headerRow, 2, static_cast<double>(length));
+        row[0] = static_cast<double>(node), row[1] = static_cast<double>(length + 1), row[2] = 0.0;
+        w.writeRow(row);
+    };
+    while (sorter.next(rec)) {
+        if (rec.key != node) {
+            if (node != 0) closeRow();
+            node = rec.key;
+            length = 0;
+            last = 0;
+            ++nodes;
+            headerRow = w.rows();
+            row[0] = static_cast<double>(node), row[1] = 0.0, row[2] = 0.0;
+            w.writeRow(row);
+        }
+        if (rec.sub == 0 || rec.sub == last) continue;
+        last = rec.sub;
+        ++length;
+        ++entries;
+        row[0] = static_cast<double>(node), row[1] = static_cast<double>(length), row[2] = static_cast<double>(rec.sub);
+        w.writeRow(row);
+    }
+    if (node != 0) closeRow();
+    w.commit();
+    reportLoad(out, w, "nodes", nodes, entries);
+    return 0;
+}
+
+int qrvCommandTable(const std::vector<std::string> &args) {
+    QrvOptions o(args, {"line-number", "target", "categorical", "pieces", "piece-bytes"}, {});
+    const char *usage = "qrvload table DATA.csv OUT --line-number COL [--target COL] [--categorical COL,...] "
+                        "[--pieces N | --piece-bytes B]";
+    needPositional(o, 2, usage);
+    if (!o.has("line-number")) qrvloadFail(kExitUsage, std::string("usage: ") + usage);
+    const std::string &in = o.positional[0], &out = o.positional[1];
+    QrvCsvReader r(in);
+    if (!r.next()) qrvloadFail(kExitBadInput, in + ": empty, a table needs a header line of column names");
+
+    std::vector<QrvColumn> cols;
+    for (size_t i = 0; i < r.fieldCount(); ++i) {
+        QrvColumn c;
+        c.name = r.fieldText(i);
+        if (c.name.empty()) r.fail("column " + std::to_string(i + 1) + " has no name");
+        if (c.name.find_first_of(" \t") != std::string::npos)
+            r.fail("column name \"" + c.name + "\" has a blank, which the .info file cannot hold");
+        if (c.name.size() > 900) r.fail("column name longer than 900 characters");
+        for (const QrvColumn &p : cols)
+            if (p.name == c.name) r.fail("column name \"" + c.name + "\" appears twice");
+        {
+            double v;
+            if (qrvParseReal(c.name, v)) r.fail("the first line must name the columns; \"" + c.name + "\" is a number");
+        }
+        cols.push_back(c);
+    }
+    auto find = [&](const std::string &name) -> size_t {
+        for (size_t i = 0; i < cols.size(); ++i)
+            if (cols[i].name == name) return i;
+        qrvloadFail(kExitUsage, "no column \"" + name + "\" in " + in);
+    };
+    size_t lineCol = find(o.get("line-number"));
+    cols[lineCol].purpose = QrvPurpose::LineNumber;
+    if (o.has("target")) {
+        size_t t = find(o.get("target"));
+        if (t == lineCol) qrvloadFail(kExitUsage, "the line-number column cannot be the target");
+        cols[t].purpose = QrvPurpose::Target;
+    }
+    if (o.has("categorical")) {
+        std::string list = o.get("categorical");
+        for (size_t pos = 0; pos <= list.size();) {
+            size_t comma = list.find(',', pos);
+            if (comma == std::string::npos) comma = list.size();
+            size_t c = find(list.substr(pos, comma - pos));
+            if (c == lineCol) qrvloadFail(kExitUsage, "the line-number column cannot be categorical");
+            cols[c].categorical = true;
+            pos = comma + 1;
+        }
+    }
+
+    QrvDatasetWriter w(out, cols, o.pieces());
+    std::vector<double> row(cols.size());
+    std::vector<std::string> problems(cols.size());
+    for (size_t i = 0; i < cols.size(); ++i)
+        problems[i] = "column " + cols[i].name + (cols[i].categorical ? " holds no number code (categories are stored as numbers)"
+                                                                      : " is not a finite number");
+    while (r.next()) {
+        if (r.fieldCount() != cols.size())
+            r.fail("expected " + std::to_string(cols.size()) + " fields, found " + std::to_string(r.fieldCount()));
+        for (size_t i = 0; i < cols.size(); ++i) {
+            std::string_view f = r.field(i);
+            if (i == lineCol) {
+                row[i] = static_cast<double>(qrvNodeField(r, i, cols[i].name.c_str()));
+            } else if (f.empty()) {
+                row[i] = kQrvMissing;
+            } else if (!qrvParseReal(f, row[i])) {
+                r.fail(problems[i]);
+            }
+        }
+        w.writeRow(row.data());
+    }
+    w.commit();
+    reportLoad(out, w, "columns", cols.size(), w.rows());
+    return 0;
+}
+
+namespace {
+// Text of a value for CSV: whole numbers as integers, others in the shortest
+// form that reads back to the same double, missing as an empty cell.
+size_t formatValue(double v, char *buf) {
+    if (v == kQrvMissing) return 0;
+    if (std::fabs(v) < 9007199254740992.0 && v == std::trunc(v)) {
+        return static_cast<size_t>(std::to_chars(buf, buf + 32, static_cast<int64_t>(v)).ptr - buf);
+    }
+    return static_cast<size_t>(std::to_chars(buf, buf + 32, v).ptr - buf);
+}
+
+void parseRange(const std::string &text, uint64_t rows, uint64_t &from, uint64_t &to) {
+    size_t colon = text.find(':');
+    if (colon == std::string::npos) qrvloadFail(kExitUsage, "--rows wants A:B (rows A to B-1, from 0), not \"" + text + "\"");
+    auto num = [&](const std::string &s, uint64_t fallback) {
+        if (s.empty()) return fallback;
+        uint64_t n = 0;
+        auto r = std::from_chars(s.data(), s.data() + s.size(), n);
+        if (r.ec != std::errc() || r.ptr != s.data() + s.size())
+            qrvloadFail(kExitUsage, "--rows wants A:B (rows A to B-1, from 0), not \"" + text + "\"");
+        return n;
+    };
+    from = std::min(num(text.substr(0, colon), 0), rows);
+    to = std::min(num(text.substr(colon + 1), rows), rows);
+    if (to < from) to = from;
+}
+}  // namespace
+
+int qrvCommandDump(const std::vector<std::string> &args) {
+    QrvOptions o(args, {"rows"}, {});
+    needPositional(o, 1, "qrvload dump DATASET [--rows A:B]");
+    QrvDatasetInfo d = qrvOpenDataset(o.positional[0]);
+    uint64_t from = 0, to = d.rows;
+    if (o.has("rows")) parseRange(o.get("rows"), d.rows, from, to);
+
+    std::vector<char> out(1 << 20);
+    size_t fill = 0;
+    auto emit = [&](const char *p, size_t n) {
+        if (fill + n > out.size()) {
+            std::fwrite(out.data(), 1, fill, stdout);
+            fill = 0;
+        }
+        std::memcpy(out.data() + fill, p, n);
+        fill += n;
+    };
+    for (size_t c = 0; c < d.columns.size(); ++c) {
+        if (c) emit(",", 1);
+        emit(d.columns[c].name.data(), d.columns[c].name.size());
+    }
+    emit("\n", 1);
+
+    const size_t rowBytes = d.rowBytes();
+    std::vector<unsigned char> in(std::max<size_t>(1, (1 << 20) / rowBytes) * rowBytes);
+    uint64_t firstOfFile = 0;
+    char num[40];
+    for (size_t f = 0; f < d.files.size() && firstOfFile < to; ++f) {
+        uint64_t rowsHere = d.sizes[f] / rowBytes;
+        uint64_t a = std::max(from, firstOfFile), b = std::min(to, firstOfFile + rowsHere);
+        if (a < b) {
+            int fd = ::open(d.files[f].c_str(), O_RDONLY);
+            if (fd < 0) qrvloadFail(kExitBadInput, "cannot open " + d.files[f]);
+            uint64_t offset = (a - firstOfFile) * rowBytes, left = (b - a) * rowBytes;
+            while (left > 0) {
+                size_t want = static_cast<size_t>(std::min<uint64_t>(left, in.size()));
+                ssize_t got = ::pread(fd, in.data(), want, static_cast<off_t>(offset));
+                if (got != static_cast<ssize_t>(want)) qrvloadFail(kExitBadInput, d.files[f] + ": shorter than its size");
+                for (size_t p = 0; p < want; p += rowBytes) {
+                    for (size_t c = 0; c < d.columns.size(); ++c) {
+                        if (c) emit(",", 1);
+                        emit(num, formatValue(qrvGetReal(in.data() + p + 8 * c), num));
+                    }
+                    emit("\n", 1);
+                }
+                offset += want;
+                left -= want;
+            }
+            ::close(fd);
+        }
+        firstOfFile += rowsHere;
+    }
+    std::fwrite(out.data(), 1, fill, stdout);
+    return std::fflush(stdout) == 0 ? 0 : kExitUsage;
+}
+
+int qrvCommandInfo(const std::vector<std::string> &args) {
+    QrvOptions o(args, {}, {});
+    needPositional(o, 1, "qrvload info DATASET");
+    QrvDatasetInfo d = qrvOpenDataset(o.positional[0]);
+    std::printf("dataset: %s\ncolumns: %zu\n", o.positional[0].c_str(), d.columns.size());
+    for (const QrvColumn &c : d.columns)
+        std::printf("  %s %s %s\n", c.name.c_str(), c.categorical ? "Categorical" : "Numeric", qrvPurposeWord(c.purpose));
+    std::printf("rows: %llu\nbytes: %llu\n", static_cast<unsigned long long>(d.rows),
+                static_cast<unsigned long long>(d.totalBytes));
+    if (!d.pieces) {
+        std::printf("pieces: none, one file\n");
+    } else {
+        std::printf("pieces: %zu\n", d.files.size());
+        for (size_t i = 0; i < d.files.size(); ++i)
+            std::printf("  %s %llu\n", d.files[i].c_str(), static_cast<unsigned long long>(d.sizes[i]));
+    }
+    return 0;
+}
