@@ -46,6 +46,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 
 #include "util/kvora_env.h"
 #include "util/kvora_typename.h"
@@ -88,15 +89,14 @@ public:
 // delete. A null pointer does nothing.
 void kvoraDestroyObject(KVORAObject *object, KVORA_ENV env);
 
-// Puts a freshly made object (already counted) under an owner, destroying what
-// the owner held.
+// Counts a freshly made object on the account and puts it under the owner,
+// destroying what the owner held. A null object is "Cannot allocate object memory".
 void kvoraAdoptObject(KVORAOwnPtr<KVORAObject> &result, KVORAObject *object, KVORA_ENV env);
 
-// Counts a new object on the account and puts it under the owner.
+// Makes a default object of T under the owner: what the factories do.
 template <class T>
 inline void kvoraNewObject(KVORAOwnPtr<KVORAObject> &result, KVORA_ENV env) {
-    KVORAObject *object = new T();
-    kvoraAdoptObject(result, object, env);
+    kvoraAdoptObject(result, new (std::nothrow) T(), env);
 }
 
 #define KVORA_OBJECT_COMMON_DECL(Class)                                         \

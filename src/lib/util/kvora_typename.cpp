@@ -135,6 +135,11 @@ void KVORATypeName::loadTypeName(KVORA_ENV env)
     }
 }
 
+const KV2AscString &KVORATypeName::getNameString() const
+{
+    return ivAux->ivName;
+}
+
 uint32_t KVORATypeName::getNameHash() const
 {
     return ivAux->ivHash;

@@ -13,6 +13,7 @@
 template <class T> class KVORAOwnPtr;
 class KVORAObject;
 class KVORATypeNameAux;
+class KV2AscString;
 
 // Makes a new default object of a class under the owner `result`.
 typedef void (*KVORAFactoryFunc)(KVORAOwnPtr<KVORAObject> &result, KVORA_ENV env);
@@ -32,6 +33,8 @@ public:
 
     const char *getName() const { return ivName; }
     int32_t getIndex() const { return ivIndex; }
+    // The name as a string, kept by the registry for the run.
+    const KV2AscString &getNameString() const;
     // The 32-bit hash of the name: stable across processes of one program.
     uint32_t getNameHash() const;
 

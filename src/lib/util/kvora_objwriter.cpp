@@ -1,0 +1,28 @@
+// The format-independent half of the object writer: the two object forms.
+#include "util/kvora_objwriter.h"
+
+#include "util/kvora_object.h"
+#include "util/kvora_typename.h"
+
+void KVORAObjWriter::writeOwnedObject(const KVORAObject *object, KVORA_ENV env)
+{
+    if (object == nullptr) {
+        static const KV2AscString noType;
+        beginObjectType(noType, env);
+        return;
+    }
+    ++ivDepth;
+    beginObjectType(object->getObjectType().getNameString(), env);
+    object->writePrimitive(*this, env);
+    writeKeyword(kvoraKwd_EndObject(), env);
+    --ivDepth;
+}
+
+void KVORAObjWriter::writeObjectByValue(const KVORAObject &object, KVORA_ENV env)
+{
+    ++ivDepth;
+    beginObject(env);
+    object.writePrimitive(*this, env);
+    writeKeyword(kvoraKwd_EndObject(), env);
+    --ivDepth;
+}
