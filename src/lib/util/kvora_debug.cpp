@@ -46,7 +46,7 @@ const char *kvoraBaseName(const char *path) {
     return base;
 }
 
-bool kvoraFailureHeader(const char *file, int32_t line, const char *function) {
+bool kvoraFailurePrefix() {
     if (kvoraSimulatedErrorFlag == 0) kvoraErrorFlag = 1;
     if (kvoraSilentFlag != 0) return false;
     const char *prefix = "\n*** ERROR";
@@ -54,8 +54,14 @@ bool kvoraFailureHeader(const char *file, int32_t line, const char *function) {
         prefix = "\n    Simulated Error";
     else if (kvoraExpectedErrorFlag != 0)
         prefix = "\n    Expected Error";
-    std::fprintf(stderr, "%s in function %s at line %d in file %s", prefix, orUnknown(function),
-                 static_cast<int>(line), kvoraBaseName(file));
+    std::fputs(prefix, stderr);
+    return true;
+}
+
+bool kvoraFailureHeader(const char *file, int32_t line, const char *function) {
+    if (!kvoraFailurePrefix()) return false;
+    std::fprintf(stderr, " in function %s at line %d in file %s", orUnknown(function), static_cast<int>(line),
+                 kvoraBaseName(file));
     return true;
 }
 

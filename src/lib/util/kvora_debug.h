@@ -27,6 +27,9 @@ const char *kvoraBaseName(const char *path);
 // or its expected or simulated form) unless silent; sets the error flag unless
 // simulated. Answers whether output is wanted, so that callers append to it.
 bool kvoraFailureHeader(const char *file, int32_t line, const char *function);
+// The header's prefix alone ("\n*** ERROR" or its expected or simulated form),
+// with the same flags and answer as kvoraFailureHeader.
+bool kvoraFailurePrefix();
 
 [[noreturn]] void kvoraAssertFail(const char *expression, const char *file, int32_t line, const char *function);
 [[noreturn]] void kvoraAssertFailCause(const char *expression, const char *cause, const char *file, int32_t line,
