@@ -47,10 +47,12 @@ bool looksLikeHeader(const QrvCsvReader &r) {
     return r.lineNumber() == 1 && r.fieldCount() > 0 && !qrvParseReal(r.field(0), v);
 }
 
-void reportLoad(const std::string &out, const QrvDatasetWriter &w, const char *what, uint64_t groups, uint64_t items) {
+void reportLoad(const std::string &out, const QrvDatasetWriter &w, const char *what, uint64_t groups, uint64_t items,
+                size_t runs = 0) {
     std::printf("qrvload: wrote %s: %llu rows, %llu %s, %llu records, %zu file%s\n", out.c_str(),
                 static_cast<unsigned long long>(w.rows()), static_cast<unsigned long long>(groups), what,
                 static_cast<unsigned long long>(items), w.dataFiles().size(), w.dataFiles().size() == 1 ? "" : "s");
+    if (runs > 0) std::printf("qrvload: sorted on disk in %zu runs\n", runs);
     if (w.rows() == 0 && w.dataFiles().size() > 1)
         std::fprintf(stderr, "qrvload: warning: the dataset is empty; the engine refuses empty pieces\n");
 }
@@ -106,7 +108,7 @@ int qrvCommandGraph(const std::vector<std::string> &args) {
     }
     if (caller != 0) closeRow();
     w.commit();
-    reportLoad(out, w, "callers", callers, sorter.recordCount());
+    reportLoad(out, w, "callers", callers, sorter.recordCount(), sorter.runsWritten());
     return 0;
 }
 
@@ -177,7 +179,7 @@ int qrvCommandNeighbours(const std::vector<std::string> &args) {
     }
     if (node != 0) closeRow();
     w.commit();
-    reportLoad(out, w, "nodes", nodes, entries);
+    reportLoad(out, w, "nodes", nodes, entries, sorter.runsWritten());
     return 0;
 }
 
