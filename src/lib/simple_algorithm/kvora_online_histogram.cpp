@@ -1,0 +1,155 @@
+// The online histogram: adding, melting the closest pair, and folding two
+// array histograms together.
+#include "simple_algorithm/kvora_online_histogram.h"
+
+#include "util/kvora_debug.h"
+#include "util/kvora_objio.h"
+
+KVORA_OBJECT_IMPL(KVORAOnlineHistogramData, KVORAObject, 3)
+KVORA_MEMBER_KEYWORD(KVORAOnlineHistogramData, ivNumberOfBins, 1)
+KVORA_MEMBER_KEYWORD(KVORAOnlineHistogramData, ivBinLocations, 2)
+KVORA_MEMBER_KEYWORD(KVORAOnlineHistogramData, ivBinCounts, 3)
+
+KVORAOnlineHistogramData::KVORAOnlineHistogramData() : ivNumberOfBins(0) {}
+
+void KVORAOnlineHistogramData::copyFromPrimitive(const KVORAObject *source, KVORA_ENV env) {
+    if (source == nullptr) return;
+    KVORAObject::copyFromPrimitive(source, env);
+    const KVORAOnlineHistogramData *other = static_cast<const KVORAOnlineHistogramData *>(source);
+    ivNumberOfBins = other->ivNumberOfBins;
+    ivHistogram = other->ivHistogram;
+    ivBinLocations.copyFrom(other->ivBinLocations, env);
+    ivBinCounts.copyFrom(other->ivBinCounts, env);
+}
+
+void KVORAOnlineHistogramData::transferFromPrimitive(KVORAObject *source, KVORA_ENV env) {
+    if (source == nullptr) return;
+    KVORAObject::transferFromPrimitive(source, env);
+    KVORAOnlineHistogramData *other = static_cast<KVORAOnlineHistogramData *>(source);
+    ivNumberOfBins = other->ivNumberOfBins;
+    ivHistogram.swap(other->ivHistogram);
+    other->ivHistogram.clear();
+    ivBinLocations.transferFrom(other->ivBinLocations, env);
+    ivBinCounts.transferFrom(other->ivBinCounts, env);
+}
+
+void KVORAOnlineHistogramData::readPrimitive(KVORAObjReader &reader, KVORA_ENV env) {
+    KVORAObject::readPrimitive(reader, env);
+    kvoraRead(reader, KVORA_KWD(ivNumberOfBins), ivNumberOfBins, env);
+    kvoraRead(reader, KVORA_KWD(ivBinLocations), ivBinLocations, env);
+    kvoraRead(reader, KVORA_KWD(ivBinCounts), ivBinCounts, env);
+}
+
+void KVORAOnlineHistogramData::writePrimitive(KVORAObjWriter &writer, KVORA_ENV env) const {
+    KVORAObject::writePrimitive(writer, env);
+    kvoraWrite(writer, KVORA_KWD(ivNumberOfBins), ivNumberOfBins, env);
+    kvoraWrite(writer, KVORA_KWD(ivBinLocations), ivBinLocations, env);
+    kvoraWrite(writer, KVORA_KWD(ivBinCounts), ivBinCounts, env);
+}
+
+void KVORAOnlineHistogramData::releasePrimitive(KVORA_ENV env) {
+    ivBinLocations.reset(env);
+    ivBinCounts.reset(env);
+    ivHistogram.clear();
+    ivSpareNode = std::map<double, int32_t>::node_type();
+    KVORAObject::releasePrimitive(env);
+}
+
+void KVORAOnlineHistogramData::setCapacity(int32_t capacity, KVORA_ENV env) {
+    ivNumberOfBins = capacity;
+    ivHistogram.clear();
+}
+
+void KVORAOnlineHistogramData::putBin(double location, int32_t count) {
+    if (!ivSpareNode.empty()) {
+        ivSpareNode.key() = location;
+        ivSpareNode.mapped() = count;
+        auto result = ivHistogram.insert(std::move(ivSpareNode));
+        if (!result.inserted) {
+            result.position->second = count;  // assignment over a bin at that place
+            ivSpareNode = std::move(result.node);
+        }
+        return;
+    }
+    ivHistogram[location] = count;
+}
+
+void KVORAOnlineHistogramData::addValue(double value, KVORA_ENV env) {
+    const auto found = ivHistogram.find(value);
+    if (found != ivHistogram.end()) {
+        ++found->second;
+        return;
+    }
+    if (static_cast<int64_t>(ivHistogram.size()) >= ivNumberOfBins) mergeClosestBins(env);
+    putBin(value, 1);
+}
+
+void KVORAOnlineHistogramData::mergeClosestBins(KVORA_ENV env) {
+    // With fewer than two bins there is no pair to melt; the capacity is at
+    // least 2 in all uses, so this is a broken invariant, not an input.
+    KVORA_ASSERT(ivHistogram.size() >= 2);
+    auto best = ivHistogram.begin();
+    auto previous = ivHistogram.begin();
+    auto current = std::next(previous);
+    double bestGap = current->first - previous->first;
+    for (; current != ivHistogram.end(); previous = current, ++current) {
+        const double gap = current->first - previous->first;
+        if (gap < bestGap) {
+            bestGap = gap;
+            best = previous;
+        }
+    }
+    auto second = std::next(best);
+    const double x1 = best->first, x2 = second->first;
+    const int32_t c1 = best->second, c2 = second->second;
+    const double location = (x1 * c1 + x2 * c2) / (c1 + c2);
+    const int32_t count = c1 + c2;
+    auto node = ivHistogram.extract(best);
+    ivHistogram.erase(second);
+    if (ivSpareNode.empty()) ivSpareNode = std::move(node);
+    putBin(location, count);
+}
+
+void KVORAOnlineHistogramData::mergeHistograms(KVORAXaRay<double, 1> &locations, KVORAXaRay<int32_t, 1> &counts,
+                                               const KVORAXaRay<double, 1> &otherLocations,
+                                               const KVORAXaRay<int32_t, 1> &otherCounts, KVORA_ENV env) {
+    ivHistogram.clear();
+    const int32_t n = locations.getSize() < counts.getSize() ? locations.getSize() : counts.getSize();
+    for (int32_t i = 1; i <= n; ++i) ivHistogram[locations[i]] = counts[i];
+    const int32_t m =
+        otherLocations.getSize() < otherCounts.getSize() ? otherLocations.getSize() : otherCounts.getSize();
+    for (int32_t i = 1; i <= m; ++i) {
+        const auto found = ivHistogram.find(otherLocations[i]);
+        if (found != ivHistogram.end())
+            found->second += otherCounts[i];
+        else
+            ivHistogram[otherLocations[i]] = otherCounts[i];
+    }
+    // The union may pass the capacity for a moment; it is cut back only here.
+    while (static_cast<int64_t>(ivHistogram.size()) > ivNumberOfBins && ivHistogram.size() >= 2)
+        mergeClosestBins(env);
+    getHistogram(locations, counts, env);
+}
+
+void KVORAOnlineHistogramData::getHistogram(KVORAXaRay<double, 1> &locations, KVORAXaRay<int32_t, 1> &counts,
+                                            KVORA_ENV env) const {
+    const int32_t n = static_cast<int32_t>(ivHistogram.size());
+    locations.setSize(n, env);
+    counts.setSize(n, env);
+    int32_t i = 0;
+    for (const auto &bin : ivHistogram) {
+        ++i;
+        locations[i] = bin.first;
+        counts[i] = bin.second;
+    }
+}
+
+int32_t KVORAOnlineHistogramData::finishIteration(KVORA_ENV env) {
+    getHistogram(ivBinLocations, ivBinCounts, env);
+    return 1;
+}
+
+void KVORAOnlineHistogramData::merge(KVORAOnlineHistogramData *other, KVORA_ENV env) {
+    if (other == nullptr || other == this) return;
+    mergeHistograms(ivBinLocations, ivBinCounts, other->ivBinLocations, other->ivBinCounts, env);
+}
