@@ -1,0 +1,20 @@
+// Placeholders of the abstract byte source: the binary format is read
+// strictly in order and never needs to know where it stands.
+#include "util/kvora_blobreader.h"
+
+#include "util/kvora_debug.h"
+
+void KVOBlobReader::seek(int64_t offset)
+{
+    KVORA_NOT_IMPLEMENTED();
+}
+
+int64_t KVOBlobReader::getPosition()
+{
+    KVORA_NOT_IMPLEMENTED();
+}
+
+int64_t KVOBlobReader::getLength()
+{
+    KVORA_NOT_IMPLEMENTED();
+}
