@@ -205,6 +205,10 @@ void KVOTrace::note(const std::string &text) {
     if (ivOut.is_open()) ivOut.flush();
 }
 
+void KVOTrace::flush() {
+    if (ivOut.is_open()) ivOut.flush();
+}
+
 void KVOTrace::trace(int32_t level, int32_t component, const char *text, const char *file, int32_t line) {
     if (!wants(level, component)) return;
     writeLine(text, file, line);
@@ -387,6 +391,8 @@ void traceAssertion(const char *file, int32_t line, const char *function, const 
         std::string entry = std::string(kvoraBaseName(orEmpty(file))) + ":" + std::to_string(line) + ":" + orEmpty(function) +
                             ":" + orEmpty(text);
         trace->trace(KVOTRC_BASIC, KVOTRC_UTIL, entry.c_str(), __FILE__, __LINE__);
+        // The process may be ended by its launcher before it exits normally.
+        trace->flush();
     } catch (...) {
         // The failure being reported matters more than its trace line.
     }

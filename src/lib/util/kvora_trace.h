@@ -87,6 +87,7 @@ public:
     // Writes the line if the level and the component let it pass; with source
     // lines on, `file` and `line` (when given) go in front.
     void trace(int32_t level, int32_t component, const char *text, const char *file = nullptr, int32_t line = 0);
+    void flush();
 
     static const char *levelName(int32_t level);
     // Level of a KVO_TRACELEVEL text, or -1 if the text names none.
