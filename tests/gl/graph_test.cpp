@@ -1,0 +1,185 @@
+// Graphs over dense indices: edge bookkeeping of both kinds, the node check
+// and its failure, and the bounded clustering with its visiting order, its
+// size limit and the dropping of single-node clusters. Expected clusters and
+// densities are worked out by hand from the growth rule.
+#include <gtest/gtest.h>
+
+#include "gl/kvora_gl_digraph.h"
+#include "gl/kvora_gl_graph.h"
+
+namespace {
+
+typedef std::vector<std::vector<uint32_t>> Clusters;
+
+void cluster(const Graph &g, int32_t limit, Clusters &clusters, std::vector<double> &densities) {
+    clusters.clear();
+    densities.clear();
+    g.connectedComponentsBounded(clusters, limit, densities);
+}
+
+}  // namespace
+
+TEST(GraphEdges, UndirectedEdgeCountsOnceDirectedTwice) {
+    Graph g(3);
+    g.addEdge(GL_Edge(2, 1));
+    g.addEdge(GL_Edge(1, 2));
+    EXPECT_EQ(g.edgeCount(), 1u);
+    EXPECT_TRUE(g.hasEdge(GL_Edge(1, 2)));
+    EXPECT_TRUE(g.hasEdge(GL_Edge(2, 1)));
+    EXPECT_EQ(g.degree(1), 1u);
+    EXPECT_EQ(g.degree(0), 0u);
+
+    Digraph d(3);
+    d.addEdge(GL_Edge(2, 1));
+    d.addEdge(GL_Edge(1, 2));
+    d.addEdge(GL_Edge(1, 2));
+    EXPECT_EQ(d.edgeCount(), 2u);
+    EXPECT_EQ(d.degree(1), 1u);
+    EXPECT_FALSE(d.isDirected() == g.isDirected());
+}
+
+TEST(GraphEdges, ConstructionLoopsRemovalAndClear) {
+    // A repeated pair and a loop: the loop is stored once in its own set.
+    Graph g(4, GL_EdgeList{{0, 1}, {1, 0}, {3, 3}, {1, 2}});
+    EXPECT_EQ(g.nodeCount(), 4u);
+    EXPECT_EQ(g.edgeCount(), 3u);
+    EXPECT_EQ(g.degree(3), 1u);
+    EXPECT_EQ(g.degree(1), 2u);
+    EXPECT_EQ(std::vector<uint32_t>(g.neighbours(1).begin(), g.neighbours(1).end()),
+              (std::vector<uint32_t>{0, 2}));
+
+    g.removeEdge(GL_Edge(0, 2));  // not there: nothing
+    EXPECT_EQ(g.edgeCount(), 3u);
+    g.removeEdge(GL_Edge(2, 1));  // undirected: both ends go
+    EXPECT_EQ(g.edgeCount(), 2u);
+    EXPECT_FALSE(g.hasEdge(GL_Edge(1, 2)));
+    EXPECT_EQ(g.degree(2), 0u);
+    g.removeEdge(GL_Edge(3, 3));
+    EXPECT_EQ(g.degree(3), 0u);
+
+    Digraph d(3, GL_EdgeList{{0, 1}, {1, 0}});
+    d.removeEdge(GL_Edge(1, 0));  // directed: the reverse edge stays
+    EXPECT_TRUE(d.hasEdge(GL_Edge(0, 1)));
+    EXPECT_EQ(d.edgeCount(), 1u);
+
+    g.clearEdges();
+    EXPECT_EQ(g.edgeCount(), 0u);
+    EXPECT_EQ(g.nodeCount(), 4u);
+    EXPECT_EQ(g.degree(0), 0u);
+}
+
+TEST(GraphEdges, DistancesFromCountHops) {
+    Digraph d(5, GL_EdgeList{{0, 1}, {1, 2}, {0, 2}, {2, 3}, {4, 0}});
+    std::vector<int32_t> dist;
+    d.distancesFrom(0, dist);
+    EXPECT_EQ(dist, (std::vector<int32_t>{0, 1, 1, 2, -1}));
+}
+
+TEST(GraphNodeCheckDeathTest, IndexEqualToSizeFailsWithStatusOne) {
+    Graph g(3);
+    EXPECT_EXIT(g.checkNode(3), ::testing::ExitedWithCode(1),
+                "Internal Error.*Trying to access node 3 in graph of size 3(.|\n)*Thrown");
+    EXPECT_EXIT(g.degree(7), ::testing::ExitedWithCode(1), "Trying to access node 7 in graph of size 3");
+    Digraph d(3);
+    EXPECT_EXIT(d.addEdge(GL_Edge(0, 3)), ::testing::ExitedWithCode(1),
+                "Trying to access node 3 in graph of size 3");
+}
+
+TEST(GraphNodeCheckDeathTest, EmptyGraphAcceptsNoEdge) {
+    EXPECT_EXIT(Graph(0, GL_EdgeList{{0, 0}}), ::testing::ExitedWithCode(1),
+                "Trying to access node 0 in graph of size 0");
+}
+
+TEST(BoundedClusters, VisitingOrderIsDegreeDescendingThenIndex) {
+    // Degrees: 0:1, 1:3, 2:1, 3:3, 4:2, 5:0.
+    Graph g(6, GL_EdgeList{{1, 3}, {1, 0}, {1, 4}, {3, 4}, {3, 2}});
+    std::vector<uint32_t> order;
+    g.visitingOrder(order);
+    EXPECT_EQ(order, (std::vector<uint32_t>{1, 3, 4, 0, 2, 5}));
+}
+
+TEST(BoundedClusters, StarOfFiveLeavesWithLimitThree) {
+    // Centre 2, leaves 0, 1, 3, 4, 5. The centre and the first two leaves
+    // fill the first cluster; the other leaves stand alone and are dropped.
+    Graph g(6, GL_EdgeList{{2, 0}, {2, 1}, {2, 3}, {2, 4}, {2, 5}});
+    Clusters clusters;
+    std::vector<double> densities;
+    cluster(g, 3, clusters, densities);
+    ASSERT_EQ(clusters, (Clusters{{2, 0, 1}}));
+    ASSERT_EQ(densities.size(), 1u);
+    EXPECT_EQ(densities[0], 4.0 / 6.0);  // links 2+1+1 over 3*2
+}
+
+TEST(BoundedClusters, PathOfFiveWithLimitTwo) {
+    // Order 1, 2, 3, 0, 4: {1, 0}, then {2, 3}; 4 is cut off alone.
+    Graph g(5, GL_EdgeList{{0, 1}, {1, 2}, {2, 3}, {3, 4}});
+    Clusters clusters;
+    std::vector<double> densities;
+    cluster(g, 2, clusters, densities);
+    EXPECT_EQ(clusters, (Clusters{{1, 0}, {2, 3}}));
+    EXPECT_EQ(densities, (std::vector<double>{1.0, 1.0}));
+}
+
+TEST(BoundedClusters, LimitOneAndNoEdgesGiveNothing) {
+    Clusters clusters;
+    std::vector<double> densities;
+    Graph path(5, GL_EdgeList{{0, 1}, {1, 2}, {2, 3}, {3, 4}});
+    cluster(path, 1, clusters, densities);
+    EXPECT_TRUE(clusters.empty());
+    EXPECT_TRUE(densities.empty());
+
+    Graph bare(4);
+    cluster(bare, 3, clusters, densities);
+    EXPECT_TRUE(clusters.empty());
+    EXPECT_TRUE(densities.empty());
+
+    Graph none(0);
+    cluster(none, 3, clusters, densities);
+    EXPECT_TRUE(clusters.empty());
+}
+
+TEST(BoundedClusters, NegativeLimitTakesWholeComponentsInOrder) {
+    // Two disjoint edges of equal degree: ties go by index, so {0, 1} first
+    // although its edge was listed second. A triangle is complete: density 1.
+    Graph g(8, GL_EdgeList{{7, 6}, {1, 0}, {2, 3}, {3, 4}, {4, 2}});
+    Clusters clusters;
+    std::vector<double> densities;
+    cluster(g, -1, clusters, densities);
+    EXPECT_EQ(clusters, (Clusters{{2, 3, 4}, {0, 1}, {6, 7}}));
+    EXPECT_EQ(densities, (std::vector<double>{1.0, 1.0, 1.0}));
+}
+
+TEST(BoundedClusters, LargeComponentIsCutBreadthFirst) {
+    // 0 has neighbours 1, 2, 3; 1 has 4, 5. Limit 4 from node 0 (degree 3,
+    // ties with 1 broken by index): 0, 1, 2, 3 are taken; 4 and 5 were never
+    // queued, and form the next cluster of their own.
+    Graph g(6, GL_EdgeList{{0, 1}, {0, 2}, {0, 3}, {1, 4}, {1, 5}, {4, 5}});
+    Clusters clusters;
+    std::vector<double> densities;
+    cluster(g, 4, clusters, densities);
+    EXPECT_EQ(clusters, (Clusters{{0, 1, 2, 3}, {4, 5}}));
+    EXPECT_EQ(densities, (std::vector<double>{6.0 / 12.0, 1.0}));
+}
+
+TEST(BoundedClusters, LoopsCountAsLinks) {
+    // A lone node with a loop is dropped; a loop inside a pair adds a link,
+    // so the density can exceed 1.
+    Clusters clusters;
+    std::vector<double> densities;
+    Graph lone(1, GL_EdgeList{{0, 0}});
+    cluster(lone, 5, clusters, densities);
+    EXPECT_TRUE(clusters.empty());
+
+    Graph pair(2, GL_EdgeList{{0, 1}, {0, 0}});
+    cluster(pair, 5, clusters, densities);
+    EXPECT_EQ(clusters, (Clusters{{0, 1}}));
+    EXPECT_EQ(densities, (std::vector<double>{1.5}));
+}
+
+TEST(BoundedClustersDeathTest, LimitZeroIsRefused) {
+    Graph g(2, GL_EdgeList{{0, 1}});
+    Clusters clusters;
+    std::vector<double> densities;
+    EXPECT_EXIT(g.connectedComponentsBounded(clusters, 0, densities), ::testing::ExitedWithCode(1),
+                "at most 0 nodes");
+}
