@@ -74,6 +74,16 @@ TEST(QrvloadGraph, GroupsUnsortedEdgesIntoHeaderEdgesFooterRows) {
     EXPECT_EQ(qrvtest::readFile(dir + "/h"),
               bytesOf({{2, 0, 1}, {2, 8, 3}, {2, 0, 7788}, {8, 0, 2}, {8, 4, -0.5}, {8, 4, 10}, {8, 0, 7788}}));
 
+    // A byte-order mark doesn't make the first edge a header; a header after
+    // blank lines is still a header.
+    const std::string oneEdge = bytesOf({{6, 0, 1}, {6, 1, 1}, {6, 0, 7788}});
+    qrvtest::writeFile(dir, "bom.csv", "\xEF\xBB\xBF" "6,1,1\n");
+    ASSERT_EQ(load(dir, {"graph", "bom.csv", "bom"}).status, 0);
+    EXPECT_EQ(qrvtest::readFile(dir + "/bom"), oneEdge);
+    qrvtest::writeFile(dir, "late.csv", "\n \ncaller,callee,weight\n6,1,1\n");
+    ASSERT_EQ(load(dir, {"graph", "late.csv", "late"}).status, 0);
+    EXPECT_EQ(qrvtest::readFile(dir + "/late"), oneEdge);
+
     // An input without edges gives an empty dataset, still with its columns.
     qrvtest::writeFile(dir, "none.csv", "caller,callee,weight\n");
     r = load(dir, {"graph", "none.csv", "e"});

@@ -41,10 +41,12 @@ uint64_t memoryBudget(const QrvOptions &o) {
     return m;
 }
 
-// The first line is a header when its first field is not a number.
-bool looksLikeHeader(const QrvCsvReader &r) {
+// The first non-blank line is a header when its first field is not a number.
+bool looksLikeHeader(const QrvCsvReader &r, bool &first) {
+    if (!first) return false;
+    first = false;
     double v;
-    return r.lineNumber() == 1 && r.fieldCount() > 0 && !qrvParseReal(r.field(0), v);
+    return r.fieldCount() > 0 && !qrvParseReal(r.field(0), v);
 }
 
 void reportLoad(const std::string &out, const QrvDatasetWriter &w, const char *what, uint64_t groups, uint64_t items,
@@ -65,8 +67,9 @@ int qrvCommandGraph(const std::vector<std::string> &args) {
     QrvExternalSorter sorter(memoryBudget(o), sortStem(o, out));
     {
         QrvCsvReader r(in);
+        bool first = true;
         while (r.next()) {
-            if (looksLikeHeader(r)) continue;
+            if (looksLikeHeader(r, first)) continue;
             if (r.fieldCount() != 3)
                 r.fail("expected 3 fields caller,callee,weight, found " + std::to_string(r.fieldCount()));
             QrvSortRecord rec;
@@ -120,8 +123,9 @@ int qrvCommandNeighbours(const std::vector<std::string> &args) {
     QrvExternalSorter sorter(memoryBudget(o), sortStem(o, out));
     {
         QrvCsvReader r(in);
+        bool first = true;
         while (r.next()) {
-            if (looksLikeHeader(r)) continue;
+            if (looksLikeHeader(r, first)) continue;
             QrvSortRecord rec{0, 0, 0.0};
             rec.key = qrvNodeField(r, 0, "node");
             if (edges) {

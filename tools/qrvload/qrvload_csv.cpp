@@ -69,6 +69,10 @@ bool QrvCsvReader::next() {
         lineLength_ = stop - begin_;
         begin_ = nl ? stop + 1 : end_;
         ++lineNumber_;
+        if (lineNumber_ == 1 && lineLength_ >= 3 && std::memcmp(line_, "\xEF\xBB\xBF", 3) == 0) {
+            line_ += 3;  // a byte-order mark from a spreadsheet export
+            lineLength_ -= 3;
+        }
         if (lineLength_ > 0 && line_[lineLength_ - 1] == '\r') --lineLength_;
         if (trim(std::string_view(line_, lineLength_)).empty()) continue;
         split();

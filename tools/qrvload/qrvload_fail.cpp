@@ -1,4 +1,5 @@
 // Failure exits and temporary-file bookkeeping; see qrvload_fail.h.
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -7,6 +8,8 @@
 
 #include "qrvload_fail.h"
 
+#include <unistd.h>
+
 namespace {
 std::vector<std::string> &temps() {
     static std::vector<std::string> list;
@@ -14,7 +17,26 @@ std::vector<std::string> &temps() {
 }
 }  // namespace
 
-void qrvloadRegisterTemp(const std::string &path) { temps().push_back(path); }
+namespace {
+// An interrupted load removes its temporary files too; unlink is safe in a
+// signal handler, and the list is only read here.
+extern "C" void onSignal(int sig) {
+    for (const std::string &p : temps()) ::unlink(p.c_str());
+    ::_exit(128 + sig);
+}
+}  // namespace
+
+void qrvloadRegisterTemp(const std::string &path) {
+    static bool handlersSet = false;
+    if (!handlersSet) {
+        handlersSet = true;
+        temps().reserve(64);
+        std::signal(SIGINT, onSignal);
+        std::signal(SIGTERM, onSignal);
+        std::signal(SIGHUP, onSignal);
+    }
+    temps().push_back(path);
+}
 
 void qrvloadForgetTemp(const std::string &path) {
     auto &list = temps();
