@@ -6,6 +6,7 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdint>
 #include <cstring>
 #include <set>
@@ -160,6 +161,12 @@ TEST(QrvloadGraph, ExternalSortAgreesWithTheGroupingRule) {
         i = j;
     }
     std::string want = bytesOf(expected);
+    std::string wantEdges = "caller,callee,weight\n";
+    for (const Edge &e : edges) {
+        char w[32];
+        std::snprintf(w, sizeof w, "%g", e.w);  // eighths below 125: exact in %g
+        wantEdges += std::to_string(e.a) + "," + std::to_string(e.b) + "," + w + "\n";
+    }
 
     auto r = load(dir, {"graph", "edges.csv", "small", "--memory", "64K"});
     ASSERT_EQ(r.status, 0) << r.err;
@@ -169,6 +176,11 @@ TEST(QrvloadGraph, ExternalSortAgreesWithTheGroupingRule) {
     EXPECT_EQ(big.out.find("sorted on disk"), std::string::npos) << big.out;
     EXPECT_TRUE(qrvtest::readFile(dir + "/small") == want);
     EXPECT_TRUE(qrvtest::readFile(dir + "/big") == want);
+    // And back: the edges come out grouped and sorted, every one of them.
+    auto dump = load(dir, {"dump", "small", "--edges"});
+    ASSERT_EQ(dump.status, 0) << dump.err;
+    EXPECT_TRUE(dump.out == wantEdges);
+    EXPECT_EQ(qrvtest::splitLines(dump.out).size(), edges.size() + 1);
     // Sort runs are gone.
     EXPECT_EQ(listDir(dir), (std::set<std::string>{"edges.csv", "small", "small.info", "big", "big.info"}));
 }
@@ -225,6 +237,10 @@ TEST(QrvloadNeighbours, AdjacencyAndEdgeFormsGiveTheSameSparseRows) {
     r = load(dir, {"neighbours", "edges.csv", "m", "--edges"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(qrvtest::readFile(dir + "/m"), bytesOf({want.begin() + 2, want.end()}));
+
+    r = load(dir, {"dump", "n", "--edges"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "node,neighbour\n4,2\n4,9\n4,30\n");
 
     qrvtest::writeFile(dir, "bad.csv", "4,9\n5,0\n");
     r = load(dir, {"neighbours", "bad.csv", "b"});
@@ -313,6 +329,35 @@ TEST(QrvloadDump, RefusesDatasetsTheEngineWouldMisread) {
     r = load(dir, {"info", "d"});
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.err.find("no line feed"), std::string::npos) << r.err;
+
+    // Row structure, checked by dump --edges: what the diffusion scan would
+    // reject or misread.
+    struct Broken {
+        Rows rows;
+        const char *says;
+    };
+    const Broken broken[] = {
+        {{{3, 9, 2}}, "row 0: expected a header record"},
+        {{{3, 0, 2}, {3, 9, 2}, {3, 0, 7788}}, "row 2: footer after a different number of callees"},
+        {{{3, 0, 1}, {3, 9, 2}, {3, 8, 1}}, "row 2: more callees than the header says"},
+        {{{3, 0, 1}, {4, 9, 2}}, "row 1: caller changed without a footer"},
+        {{{3, 0, 1}, {3, 0, 5}}, "row 1: callee 0 inside a row"},
+        {{{3, 0, 1}, {3, 9, 2}}, "the last caller's row has no footer"},
+        {{{3, 0, 0}, {3, 0, 7788}, {3, 0, 0}, {3, 0, 7788}}, "row 2: callers are not in ascending order"},
+    };
+    for (const Broken &b : broken) {
+        SCOPED_TRACE(b.says);
+        qrvtest::writeFile(dir, "g", bytesOf(b.rows));
+        qrvtest::writeFile(dir, "g.info", kGraphInfo);
+        r = load(dir, {"dump", "g", "--edges"});
+        EXPECT_EQ(r.status, 2);
+        EXPECT_NE(r.err.find(b.says), std::string::npos) << r.err;
+    }
+    qrvtest::writeFile(dir, "g", bytesOf({{4, 0, 2}, {4, 1, 7}, {4, 3, 8}}));
+    qrvtest::writeFile(dir, "g.info", kNeighboursInfo);
+    r = load(dir, {"dump", "g", "--edges"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("row 2: entry columns must run 1, 2, ..."), std::string::npos) << r.err;
 
     qrvtest::writeFile(dir, "d.info", "node Numeric Linenumber\n");
     EXPECT_EQ(load(dir, {"dump", "d"}).status, 2);

@@ -291,51 +291,48 @@ void parseRange(const std::string &text, uint64_t rows, uint64_t &from, uint64_t
 }
 }  // namespace
 
-int qrvCommandDump(const std::vector<std::string> &args) {
-    QrvOptions o(args, {"rows"}, {});
-    needPositional(o, 1, "qrvload dump DATASET [--rows A:B]");
-    QrvDatasetInfo d = qrvOpenDataset(o.positional[0]);
-    uint64_t from = 0, to = d.rows;
-    if (o.has("rows")) parseRange(o.get("rows"), d.rows, from, to);
-
-    std::vector<char> out(1 << 20);
-    size_t fill = 0;
-    auto emit = [&](const char *p, size_t n) {
-        if (fill + n > out.size()) {
-            std::fwrite(out.data(), 1, fill, stdout);
-            fill = 0;
-        }
-        std::memcpy(out.data() + fill, p, n);
-        fill += n;
-    };
-    for (size_t c = 0; c < d.columns.size(); ++c) {
-        if (c) emit(",", 1);
-        emit(d.columns[c].name.data(), d.columns[c].name.size());
+namespace {
+// Buffered standard output for the row-by-row printers.
+class QrvOut {
+public:
+    QrvOut() : buf_(1 << 20) {}
+    ~QrvOut() { flush(); }
+    void put(const char *p, size_t n) {
+        if (fill_ + n > buf_.size()) flush();
+        std::memcpy(buf_.data() + fill_, p, n);
+        fill_ += n;
     }
-    emit("\n", 1);
+    void put(const char *s) { put(s, std::strlen(s)); }
+    void value(double v) { put(num_, formatValue(v, num_)); }
+    void flush() {
+        std::fwrite(buf_.data(), 1, fill_, stdout);
+        fill_ = 0;
+    }
 
+private:
+    std::vector<char> buf_;
+    size_t fill_ = 0;
+    char num_[40];
+};
+
+// Calls fn(row bytes, row index) for rows from to to-1, across pieces.
+template <class Fn>
+void forEachRow(const QrvDatasetInfo &d, uint64_t from, uint64_t to, Fn fn) {
     const size_t rowBytes = d.rowBytes();
     std::vector<unsigned char> in(std::max<size_t>(1, (1 << 20) / rowBytes) * rowBytes);
     uint64_t firstOfFile = 0;
-    char num[40];
     for (size_t f = 0; f < d.files.size() && firstOfFile < to; ++f) {
         uint64_t rowsHere = d.sizes[f] / rowBytes;
         uint64_t a = std::max(from, firstOfFile), b = std::min(to, firstOfFile + rowsHere);
         if (a < b) {
             int fd = ::open(d.files[f].c_str(), O_RDONLY);
             if (fd < 0) qrvloadFail(kExitBadInput, "cannot open " + d.files[f]);
-            uint64_t offset = (a - firstOfFile) * rowBytes, left = (b - a) * rowBytes;
+            uint64_t offset = (a - firstOfFile) * rowBytes, left = (b - a) * rowBytes, index = a;
             while (left > 0) {
                 size_t want = static_cast<size_t>(std::min<uint64_t>(left, in.size()));
                 ssize_t got = ::pread(fd, in.data(), want, static_cast<off_t>(offset));
                 if (got != static_cast<ssize_t>(want)) qrvloadFail(kExitBadInput, d.files[f] + ": shorter than its size");
-                for (size_t p = 0; p < want; p += rowBytes) {
-                    for (size_t c = 0; c < d.columns.size(); ++c) {
-                        if (c) emit(",", 1);
-                        emit(num, formatValue(qrvGetReal(in.data() + p + 8 * c), num));
-                    }
-                    emit("\n", 1);
-                }
+                for (size_t p = 0; p < want; p += rowBytes) fn(in.data() + p, index++);
                 offset += want;
                 left -= want;
             }
@@ -343,7 +340,119 @@ int qrvCommandDump(const std::vector<std::string> &args) {
         }
         firstOfFile += rowsHere;
     }
-    std::fwrite(out.data(), 1, fill, stdout);
+}
+
+bool hasColumns(const QrvDatasetInfo &d, const char *a, const char *b, const char *c) {
+    return d.columns.size() == 3 && d.columns[0].name == a && d.columns[1].name == b && d.columns[2].name == c &&
+           d.columns[0].purpose == QrvPurpose::LineNumber;
+}
+
+bool isCount(double v) { return v >= 0 && v < 9007199254740992.0 && v == std::trunc(v); }
+bool isNode(double v) { return v >= 1 && v <= 9007199254740992.0 && v == std::trunc(v); }
+
+[[noreturn]] void badRow(const std::string &dataset, uint64_t row, const std::string &why, const unsigned char *p) {
+    char text[128];
+    std::snprintf(text, sizeof text, "%.17g,%.17g,%.17g", qrvGetReal(p), qrvGetReal(p + 8), qrvGetReal(p + 16));
+    qrvloadFail(kExitBadInput, dataset + ", row " + std::to_string(row) + ": " + why + ": " + text);
+}
+
+// A graph dataset back to its edges, checking each caller's row the way the
+// diffusion scan reads it, and more strictly: the header's count must match.
+void dumpGraphEdges(const std::string &name, const QrvDatasetInfo &d) {
+    QrvOut out;
+    out.put("caller,callee,weight\n");
+    bool inRow = false;
+    double caller = 0, previous = 0, announced = 0, seen = 0;
+    forEachRow(d, 0, d.rows, [&](const unsigned char *p, uint64_t i) {
+        double c = qrvGetReal(p), callee = qrvGetReal(p + 8), w = qrvGetReal(p + 16);
+        if (!isNode(c)) badRow(name, i, "caller is not a node number", p);
+        if (!inRow) {
+            if (callee != 0) badRow(name, i, "expected a header record (callee 0)", p);
+            if (!isCount(w)) badRow(name, i, "header weight is not a callee count", p);
+            if (c <= previous) badRow(name, i, "callers are not in ascending order", p);
+            inRow = true;
+            caller = c, announced = w, seen = 0;
+            return;
+        }
+        if (c != caller) badRow(name, i, "caller changed without a footer", p);
+        if (callee == 0) {
+            if (w != 7788.0) badRow(name, i, "callee 0 inside a row that is not a footer (weight 7788)", p);
+            if (seen != announced) badRow(name, i, "footer after a different number of callees than the header says", p);
+            inRow = false;
+            previous = caller;
+            return;
+        }
+        if (!isNode(callee)) badRow(name, i, "callee is not a node number", p);
+        if (++seen > announced) badRow(name, i, "more callees than the header says", p);
+        out.value(c), out.put(","), out.value(callee), out.put(","), out.value(w), out.put("\n");
+    });
+    if (inRow) qrvloadFail(kExitBadInput, name + ": the last caller's row has no footer");
+}
+
+// A neighbours dataset back to node,neighbour pairs, checking each row's
+// header, entry columns 1..k and closing record.
+void dumpNeighbourEdges(const std::string &name, const QrvDatasetInfo &d) {
+    QrvOut out;
+    out.put("node,neighbour\n");
+    bool inRow = false;
+    double node = 0, previous = 0, length = 0, seen = 0;
+    forEachRow(d, 0, d.rows, [&](const unsigned char *p, uint64_t i) {
+        double n = qrvGetReal(p), column = qrvGetReal(p + 8), v = qrvGetReal(p + 16);
+        if (!isNode(n)) badRow(name, i, "node is not a node number", p);
+        if (!inRow) {
+            if (column != 0) badRow(name, i, "expected a header record (column 0)", p);
+            if (!isCount(v)) badRow(name, i, "header value is not a row length", p);
+            if (n <= previous) badRow(name, i, "nodes are not in ascending order", p);
+            inRow = true;
+            node = n, length = v, seen = 0;
+            return;
+        }
+        if (n != node) badRow(name, i, "node changed before the closing record", p);
+        if (seen == length) {
+            if (column != length + 1) badRow(name, i, "expected the closing record (column length + 1)", p);
+            inRow = false;
+            previous = node;
+            return;
+        }
+        if (column != seen + 1) badRow(name, i, "entry columns must run 1, 2, ...", p);
+        if (!isNode(v)) badRow(name, i, "neighbour is not a node number", p);
+        ++seen;
+        out.value(n), out.put(","), out.value(v), out.put("\n");
+    });
+    if (inRow) qrvloadFail(kExitBadInput, name + ": the last node's row has no closing record");
+}
+}  // namespace
+
+int qrvCommandDump(const std::vector<std::string> &args) {
+    QrvOptions o(args, {"rows"}, {"edges"});
+    needPositional(o, 1, "qrvload dump DATASET [--rows A:B | --edges]");
+    const std::string &name = o.positional[0];
+    QrvDatasetInfo d = qrvOpenDataset(name);
+    if (o.has("edges")) {
+        if (o.has("rows")) qrvloadFail(kExitUsage, "give --rows or --edges, not both");
+        if (hasColumns(d, "caller", "callee", "weight")) dumpGraphEdges(name, d);
+        else if (hasColumns(d, "node", "column", "value")) dumpNeighbourEdges(name, d);
+        else qrvloadFail(kExitUsage, "--edges reads datasets made by qrvload graph or neighbours; " + name + " is neither");
+        return std::fflush(stdout) == 0 ? 0 : kExitUsage;
+    }
+    uint64_t from = 0, to = d.rows;
+    if (o.has("rows")) parseRange(o.get("rows"), d.rows, from, to);
+    {
+        QrvOut out;
+        for (size_t c = 0; c < d.columns.size(); ++c) {
+            if (c) out.put(",");
+            out.put(d.columns[c].name.data(), d.columns[c].name.size());
+        }
+        out.put("\n");
+        const size_t columns = d.columns.size();
+        forEachRow(d, from, to, [&](const unsigned char *p, uint64_t) {
+            for (size_t c = 0; c < columns; ++c) {
+                if (c) out.put(",");
+                out.value(qrvGetReal(p + 8 * c));
+            }
+            out.put("\n");
+        });
+    }
     return std::fflush(stdout) == 0 ? 0 : kExitUsage;
 }
 

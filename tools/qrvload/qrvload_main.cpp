@@ -15,6 +15,7 @@ const char *kUsage =
     "  qrvload neighbours ADJ.csv OUT    lines node,n1,n2,... (or node,neighbour with --edges) to a CGA dataset\n"
     "  qrvload table DATA.csv OUT --line-number COL [--target COL] [--categorical COL,...]\n"
     "  qrvload dump DATASET [--rows A:B] print a dataset as CSV (rows A to B-1, from 0)\n"
+    "  qrvload dump DATASET --edges      a graph or neighbours dataset back to its edges, rows checked\n"
     "  qrvload info DATASET              columns, rows, bytes and pieces of a dataset\n"
     "options of the loads:\n"
     "  --pieces N | --piece-bytes B      write pieces OUT.0, OUT.1, ... of whole rows\n"
