@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 BASE_MlException::BASE_MlException(const std::string &text, const char *file, int32_t line)
-    : ivText(text), ivFile(file != nullptr ? file : "???"), ivLine(line) {}
+    : ivText(text), ivFile(file != nullptr ? file : "?\?\?"), ivLine(line) {}
 
 BASE_MlException::~BASE_MlException() = default;
 
@@ -20,7 +20,7 @@ void BASE_MlException::printThrown() const {
 
 void BASE_MlException::printCatch(const char *what, const char *file, int32_t line,
                                   const std::string &text) const {
-    std::fprintf(stderr, "%s in file %s at line %d : %s\n", what, file != nullptr ? file : "???",
+    std::fprintf(stderr, "%s in file %s at line %d : %s\n", what, file != nullptr ? file : "?\?\?",
                  static_cast<int>(line), text.c_str());
     std::fflush(stderr);
 }

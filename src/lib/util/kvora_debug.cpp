@@ -20,7 +20,7 @@ bool isNameChar(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '_';
 }
 
-const char *orUnknown(const char *text) { return text != nullptr ? text : "???"; }
+const char *orUnknown(const char *text) { return text != nullptr ? text : "?\?\?"; }
 
 void traceFailure(const char *file, int32_t line, const char *function, const char *text) {
     if (kvoraAssertTraceHook != nullptr) kvoraAssertTraceHook(file, line, function, orUnknown(text));
@@ -39,7 +39,7 @@ void printAssertion(const char *expression, const char *cause, const char *file,
 }  // namespace
 
 const char *kvoraBaseName(const char *path) {
-    if (path == nullptr) return "???";
+    if (path == nullptr) return "?\?\?";
     const char *base = path;
     for (const char *p = path; *p != '\0'; ++p)
         if (!isNameChar(*p)) base = p + 1;

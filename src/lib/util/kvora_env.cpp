@@ -144,7 +144,7 @@ void kvoraMemTraceLine(std::ostream &out, const void *address, const char *file,
                        const char *function, int64_t elementSize, int64_t count) {
     ++kvoraMemTraceSequence;
     out << "\n#mem# addr " << address << " seq " << kvoraMemTraceSequence << ' '
-        << (file != nullptr ? kvoraBaseName(file) : "???") << ' ' << line << ' '
-        << (function != nullptr ? function : "???") << ' ' << elementSize << " * " << count << "    ";
+        << (file != nullptr ? kvoraBaseName(file) : "?\?\?") << ' ' << line << ' '
+        << (function != nullptr ? function : "?\?\?") << ' ' << elementSize << " * " << count << "    ";
     out.flush();
 }

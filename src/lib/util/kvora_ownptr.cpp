@@ -3,11 +3,12 @@
 #include "util/kvora_ownptr.h"
 
 namespace {
-const char *orUnknown(const char *text) { return text != nullptr ? text : "???"; }
+const char *orUnknown(const char *text) { return text != nullptr ? text : "?\?\?"; }
 }  // namespace
 
-void kvoraOwnPtrDestructorComplaint(int32_t copied, const char *file, int32_t line, const char *function) {
-    if (!kvoraFailureHeader(KVORA_PLACE)) return;
+void kvoraOwnPtrDestructorComplaint(int32_t copied, const char *file, int32_t line, const char *function,
+                                    const char *headerFile, int32_t headerLine, const char *headerFunction) {
+    if (!kvoraFailureHeader(headerFile, headerLine, headerFunction)) return;
     std::fputs(" KVORAOwnPtr destructor called while holding an object\n", stderr);
     if (copied != 0)
         std::fputs("KVORAOwnPtr was copy-constructed from another KVORAOwnPtr\n"

@@ -15,8 +15,10 @@
 #include "util/kvora_debug.h"
 #include "util/kvora_env.h"
 
-// Complaint of an owner destroyed while holding an object.
-void kvoraOwnPtrDestructorComplaint(int32_t copied, const char *file, int32_t line, const char *function);
+// Complaint of an owner destroyed while holding an object: the header with
+// the destructor's place, then where the owner was made.
+void kvoraOwnPtrDestructorComplaint(int32_t copied, const char *file, int32_t line, const char *function,
+                                    const char *headerFile, int32_t headerLine, const char *headerFunction);
 // Failure of an access through an empty owner: after deletion the deletion
 // place is told; otherwise the plain assertion.
 [[noreturn]] void kvoraOwnPtrAccessFailed(int32_t deleted, const char *file, int32_t line, const char *function);
@@ -80,7 +82,7 @@ public:
     KVORAOwnPtr &operator=(const KVORAOwnPtr &) = delete;
 
     ~KVORAOwnPtr() {
-        if (ivObject != nullptr) kvoraOwnPtrDestructorComplaint(ivCopied, ivFile, ivLine, ivFunction);
+        if (ivObject != nullptr) kvoraOwnPtrDestructorComplaint(ivCopied, ivFile, ivLine, ivFunction, KVORA_PLACE);
     }
 
     T *get() const { return ivObject; }

@@ -1,0 +1,62 @@
+// Heap sifts: the root holds the lowest priority, so that a bounded sample
+// that replaces its root by better newcomers keeps the largest priorities.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "util/kvora_heap.h"
+
+namespace {
+
+struct Element {
+    uint32_t ivPriority;
+    int32_t ivValue;
+};
+
+bool isHeap(const std::vector<Element> &v) {
+    for (size_t i = 1; i < v.size(); ++i)
+        if (v[i].ivPriority < v[(i - 1) / 2].ivPriority) return false;
+    return true;
+}
+
+TEST(Heap, BoundedSampleKeepsTheLargestPriorities) {
+    const int32_t capacity = 7;
+    std::vector<Element> heap;
+    std::vector<uint32_t> offered;
+    uint32_t x = 12345;
+    for (int32_t i = 0; i < 200; ++i) {
+        x = x * 1664525u + 1013904223u;
+        offered.push_back(x);
+        Element e{x, i};
+        if (static_cast<int32_t>(heap.size()) < capacity) {
+            heap.push_back(e);
+            if (static_cast<int32_t>(heap.size()) == capacity) kvoraHeapify(heap.data(), capacity);
+        } else if (heap[0].ivPriority < e.ivPriority) {
+            kvoraHeapReplaceRoot(heap.data(), capacity, std::move(e));
+        }
+        if (static_cast<int32_t>(heap.size()) == capacity) {
+            ASSERT_TRUE(isHeap(heap));
+        }
+    }
+    std::sort(offered.begin(), offered.end());
+    std::vector<uint32_t> kept;
+    for (const Element &e : heap) kept.push_back(e.ivPriority);
+    std::sort(kept.begin(), kept.end());
+    EXPECT_EQ(kept, std::vector<uint32_t>(offered.end() - capacity, offered.end()));
+    EXPECT_EQ(heap[0].ivPriority, kept.front());
+}
+
+TEST(Heap, EqualPrioritiesStayInPlaceAndEmptyHeapIsTheAssertion) {
+    std::vector<Element> v{{5, 0}, {5, 1}, {5, 2}};
+    kvoraHeapify(v.data(), 3);
+    EXPECT_EQ(v[0].ivValue, 0);
+    EXPECT_EQ(v[1].ivValue, 1);
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(kvoraHeapSiftDown(v.data(), 0, 0), int);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("ASSERTION FAILED (len > 0)"), std::string::npos);
+    kvoraErrorFlag = 0;
+    kvoraExceptionInFlightFlag = 0;
+}
+
+}  // namespace

@@ -1,0 +1,161 @@
+// Owner pointers and scoped objects: reset releases and accounts, a holder
+// destroyed with its object complains and leaks it, access after deletion
+// fails with the deletion place.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "util/kvora_ownptr.h"
+#include "util/kvora_xray.h"
+
+namespace {
+
+// A stand-in for an object of the object base: it counts its releases and
+// destructions.
+struct Tracked {
+    static int released;
+    static int destroyed;
+    ~Tracked() { ++destroyed; }
+    int64_t getObjectSize() const { return 1000; }
+    void releasePrimitive(KVORAEnv *&env) { ++released; }
+    int32_t value = 7;
+};
+int Tracked::released = 0;
+int Tracked::destroyed = 0;
+
+class OwnPtrTest : public testing::Test {
+protected:
+    void SetUp() override {
+        Tracked::released = 0;
+        Tracked::destroyed = 0;
+    }
+    void TearDown() override {
+        kvoraErrorFlag = 0;
+        kvoraExceptionInFlightFlag = 0;
+    }
+    KVORAEnv *env = nullptr;
+};
+
+TEST_F(OwnPtrTest, ResetReleasesDeletesAndTakesTheSizeOffTheAccount) {
+    const int64_t before = kvoraGetEnv(env)->getBytesInUse();
+    KVORAOwnPtr<Tracked> owner;
+    owner.create(env);
+    EXPECT_EQ(kvoraGetEnv(env)->getBytesInUse() - before, 1000);
+    EXPECT_EQ(owner->value, 7);
+    owner.reset(env);
+    EXPECT_EQ(Tracked::released, 1);
+    EXPECT_EQ(Tracked::destroyed, 1);
+    EXPECT_TRUE(owner.isNull());
+    EXPECT_EQ(kvoraGetEnv(env)->getBytesInUse(), before);
+    owner.reset(env);  // nothing held: nothing happens
+    EXPECT_EQ(Tracked::destroyed, 1);
+}
+
+TEST_F(OwnPtrTest, AssignmentResetsTheOldObjectFirst) {
+    KVORAOwnPtr<Tracked> owner;
+    owner.reset(new Tracked(), env);
+    owner = new Tracked();
+    EXPECT_EQ(Tracked::destroyed, 1);
+    Tracked *taken = owner.transfer();
+    EXPECT_TRUE(owner.isNull());
+    KVORAOwnPtr<Tracked> other;
+    other.reset(taken, env);
+    KVORAOwnPtr<Tracked> third;
+    third.transferFrom(other, env);
+    EXPECT_EQ(third.get(), taken);
+    EXPECT_TRUE(other.isNull());
+    third.reset(env);
+    EXPECT_EQ(Tracked::destroyed, 2);
+}
+
+TEST_F(OwnPtrTest, DestroyedWhileHoldingComplainsAndLeavesTheObjectAlive) {
+    Tracked *object = new Tracked();
+    int32_t line = 0;
+    testing::internal::CaptureStderr();
+    {
+        line = __LINE__ + 1;
+        KVORAOwnPtr<Tracked> owner;
+        owner.reset(object, env);
+    }
+    std::string out = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(Tracked::destroyed, 0);
+    EXPECT_EQ(object->value, 7);
+    EXPECT_EQ(kvoraErrorFlag, 1);
+    EXPECT_EQ(out.rfind("\n*** ERROR in function ~KVORAOwnPtr at line ", 0), 0u) << out;
+    const std::string tail = " KVORAOwnPtr destructor called while holding an object\n"
+                             "KVORAOwnPtr was constructed in function TestBody at line " +
+                             std::to_string(line) + " in file ownptr_test.cpp\n";
+    EXPECT_NE(out.find(tail), std::string::npos) << out;
+    delete object;
+}
+
+TEST_F(OwnPtrTest, CopyConstructedOwnerTellsWhereTheOriginalWasMade) {
+    Tracked *object = new Tracked();
+    KVORAOwnPtr<Tracked> original("here.cpp", 12, "maker");
+    original.reset(object, env);
+    testing::internal::CaptureStderr();
+    { KVORAOwnPtr<Tracked> copy(original); }
+    std::string out = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(original.isNull());
+    EXPECT_NE(out.find(" KVORAOwnPtr destructor called while holding an object\n"
+                       "KVORAOwnPtr was copy-constructed from another KVORAOwnPtr\n"
+                       "that was originally constructed in function maker at line 12 in file here.cpp\n"),
+              std::string::npos)
+        << out;
+    delete object;
+}
+
+TEST_F(OwnPtrTest, AccessAfterDeletionTellsTheDeletionPlace) {
+    KVORAOwnPtr<Tracked> owner;
+    owner.create(env);
+    const int32_t line = __LINE__ + 1;
+    owner.reset(env);
+    testing::internal::CaptureStderr();
+    int thrown = -1;
+    try {
+        (void)owner->value;
+    } catch (int value) {
+        thrown = value;
+    }
+    std::string out = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(thrown, 0);
+    EXPECT_NE(out.find(" Attempt to access a deleted object\nObject was deleted in function TestBody at line " +
+                       std::to_string(line) + " in file ownptr_test.cpp\n"),
+              std::string::npos)
+        << out;
+    // An owner that never held anything fails the plain assertion.
+    KVORAOwnPtr<Tracked> empty;
+    testing::internal::CaptureStderr();
+    EXPECT_THROW((void)empty->value, int);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("ASSERTION FAILED (ivObject != 0)"), std::string::npos);
+}
+
+TEST_F(OwnPtrTest, OwnersInsideAGrowingArrayMoveWithoutComplaint) {
+    KVORAXaRay<KVORAOwnPtr<Tracked>, 1> owners;
+    testing::internal::CaptureStderr();
+    for (int32_t i = 1; i <= 20; ++i) {
+        owners.autoExtend(i, env);
+        owners[i].create(env);
+    }
+    for (int32_t i = 1; i <= 20; ++i) owners[i].reset(env);
+    owners.reset(env);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(Tracked::destroyed, 20);
+}
+
+TEST_F(OwnPtrTest, LocalMustBeReset) {
+    {
+        KVORALocal<KVORAXaRay<int32_t, 0>> local;
+        local->setSize(4, env);
+        KVORA_DELETE(local, env);
+        EXPECT_EQ(local->getCapacity(), 0);  // the array's own reset ran
+    }
+    testing::internal::CaptureStderr();
+    { KVORALocal<Tracked> forgotten; }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "\n*** ERROR KVORALocal destructor called without calling a reset() function or applying the "
+              "KVORA_DELETE() macro\n");
+    EXPECT_EQ(kvoraErrorFlag, 1);
+}
+
+}  // namespace
