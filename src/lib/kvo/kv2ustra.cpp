@@ -219,7 +219,10 @@ KV2AscString &KV2AscString::operator=(const KV2AscString &other)
 
 KV2AscString &KV2AscString::operator=(KV2AscString &&other) noexcept
 {
-    if (this != &other) {
+    if (this != &other && other.size() == 0) {
+        // An empty source keeps this string's capacity, as a copy would.
+        assign(nullptr, 0);
+    } else if (this != &other) {
         delete[] base;
         base = other.base;
         act_len = other.act_len;
