@@ -175,7 +175,7 @@ bool KVORAXMLReadContext::step(KVORA_ENV env) {
             break;
         }
         if (tagStack.getSize() > KVORAXMLHandler::cvMaxNesting) {
-            fail("Tags nested deeper than 10000 levels");
+            fail("Tags nested deeper than 2000 levels");
             break;
         }
         current.addLeafTag(token, env);

@@ -41,7 +41,7 @@ public:
     };
 
     // Deeper nesting than this is refused: the tree is walked recursively.
-    static constexpr int32_t cvMaxNesting = 10000;
+    static constexpr int32_t cvMaxNesting = 2000;
 
     KVORAOwnPtr<KVORAXMLTag> root;
 
