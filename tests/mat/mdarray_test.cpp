@@ -188,6 +188,19 @@ TEST(MDArrayPrint, IndexListsAndSlices) {
               "(:,:,0,0)\n0 1\n(:,:,1,0)\n2 3\n(:,:,0,1)\n4 5\n(:,:,1,1)\n6 7\n");
 }
 
+TEST(MDArraySave, NetworkByteOrder) {
+    std::ostringstream bytes;
+    DimensionSizes{2, 3}.save(bytes);
+    EXPECT_EQ(bytes.str(), std::string("\0\0\0\2\0\0\0\2\0\0\0\3", 12));
+
+    // "MDArray" as length and bytes, the family, the sizes, then each double
+    // as its bit pattern, high half first.
+    std::ostringstream array;
+    Array(std::vector<double>{1.0}).save(array);
+    std::string expected("\0\0\0\7MDArray\0\0\0\0\0\0\0\1\0\0\0\1\x3f\xf0\0\0\0\0\0\0", 31);
+    EXPECT_EQ(array.str(), expected);
+}
+
 TEST(MDArrayPerDimension, SumsAndFolds) {
     Array m(DimensionSizes{2, 3}, 0.0);
     for (uint64_t i = 0; i < 6; ++i) m.setElement(i, static_cast<double>(i + 1));  // rows 1 3 5, 2 4 6

@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 
 #include <cstdint>
+#include <cstring>
 #include <istream>
 #include <ostream>
 #include <string>
@@ -47,7 +48,7 @@ protected:
     static void writeDouble(std::ostream &out, double value) {
         uint64_t bits;
         static_assert(sizeof bits == sizeof value, "double is 64 bits");
-        __builtin_memcpy(&bits, &value, sizeof bits);
+        std::memcpy(&bits, &value, sizeof bits);
         writeInt32(out, static_cast<int32_t>(static_cast<uint32_t>(bits >> 32)));
         writeInt32(out, static_cast<int32_t>(static_cast<uint32_t>(bits)));
     }
