@@ -5,8 +5,26 @@
 #include <sstream>
 
 #include "simple_algorithm/kvora_labeled_matrix.h"
+#include "util/kvora_binobjio.h"
+#include "util/kvora_objio.h"
+#include "util/kvora_streamblobreader.h"
+#include "util/kvora_streamblobwriter.h"
 
 namespace {
+
+// Writes an object by value to the binary stream and reads it into `out`.
+template <class T>
+void roundTrip(const T &in, T &out, KVORA_ENV env) {
+    std::stringstream bytes;
+    {
+        KVOStreamBlobWriter blob(&bytes);
+        KVORABinObjWriter writer(&blob, 0);
+        kvoraWrite(writer, in, env);
+    }
+    KVOStreamBlobReader blob(&bytes);
+    KVORABinObjReader reader(&blob);
+    kvoraRead(reader, out, env);
+}
 
 class LabeledMatrixTest : public ::testing::Test {
 protected:
@@ -89,6 +107,26 @@ TEST_F(LabeledMatrixTest, CopyIsDeep) {
     EXPECT_EQ(copy.getColumnNum(), 2);
     EXPECT_EQ(copy.at(1, 1), 3.0);
     copy.releasePrimitive(env);
+}
+
+TEST_F(LabeledMatrixTest, CrossesTheBinaryStream) {
+    vec({1, 2, 3});
+    m.addRow(v, env);
+    vec({-4.5});
+    m.addRow(v, env);
+    m.label(2) = 9.0;
+    KVORALabeledMatrix back;
+    back.setSize(4, 4, 7.0, env);  // more rows than the stream brings
+    roundTrip(m, back, env);
+    EXPECT_EQ(back.getRowNum(), 2);
+    EXPECT_EQ(back.getColumnNum(), 3);
+    ASSERT_EQ(back.ivRows.getSize(), 2);
+    ASSERT_EQ(back.row(1).getSize(), 3);
+    EXPECT_EQ(back.at(1, 3), 3.0);
+    ASSERT_EQ(back.row(2).getSize(), 1);
+    EXPECT_EQ(back.at(2, 1), -4.5);
+    EXPECT_EQ(back.label(2), 9.0);
+    back.releasePrimitive(env);
 }
 
 }  // namespace

@@ -3,9 +3,29 @@
 // two array histograms adds counts and melts back to the capacity.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "simple_algorithm/kvora_online_histogram.h"
+#include "util/kvora_binobjio.h"
+#include "util/kvora_objio.h"
+#include "util/kvora_streamblobreader.h"
+#include "util/kvora_streamblobwriter.h"
 
 namespace {
+
+// Writes an object by value to the binary stream and reads it into `out`.
+template <class T>
+void roundTrip(const T &in, T &out, KVORA_ENV env) {
+    std::stringstream bytes;
+    {
+        KVOStreamBlobWriter blob(&bytes);
+        KVORABinObjWriter writer(&blob, 0);
+        kvoraWrite(writer, in, env);
+    }
+    KVOStreamBlobReader blob(&bytes);
+    KVORABinObjReader reader(&blob);
+    kvoraRead(reader, out, env);
+}
 
 class OnlineHistogramTest : public ::testing::Test {
 protected:
@@ -126,6 +146,20 @@ TEST_F(OnlineHistogramTest, MergeOfObjectsUsesTheirArrays) {
     other.releasePrimitive(env);
     hist.releasePrimitive(env);
     EXPECT_EQ(hist.ivBinLocations.getSize(), 0);
+}
+
+TEST_F(OnlineHistogramTest, ArrayFormCrossesTheBinaryStream) {
+    hist.setCapacity(4, env);
+    for (double v : {0.5, -1.0, 0.5}) hist.addValue(v, env);
+    hist.finishIteration(env);
+    KVORAOnlineHistogramData back;
+    roundTrip(hist, back, env);
+    EXPECT_EQ(back.ivNumberOfBins, 4);
+    ASSERT_EQ(back.ivBinLocations.getSize(), 2);
+    EXPECT_EQ(back.ivBinLocations[1], -1.0);
+    EXPECT_EQ(back.ivBinCounts[2], 2);
+    EXPECT_EQ(back.getBinCount(), 0);  // the working map stays behind
+    back.releasePrimitive(env);
 }
 
 }  // namespace
