@@ -1,0 +1,325 @@
+// The object stream model apart from its byte format: keyword matching by
+// each mode, clamping of numbers to the variable's type, arrays read in
+// place, and back pointers resolved through an object attached to the reader.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "util/kvora_binobjio.h"
+#include "util/kvora_objio.h"
+#include "util/kvora_streamblobreader.h"
+#include "util/kvora_streamblobwriter.h"
+
+namespace {
+
+// A reader fed with prepared keywords, to test matching without a format.
+class ScriptedReader : public KVORAObjReader {
+public:
+    std::vector<KVORAKeyword> ivScript;
+    std::vector<int32_t> ivModes;
+    size_t ivNext = 0;
+    void readKeyword(KVORA_ENV env) override {
+        if (ivNext >= ivScript.size()) {
+            ivKeywordState = KeywordEnd;
+            return;
+        }
+        ivKeyword = ivScript[ivNext];
+        ivMatchMode = ivModes[ivNext];
+        ++ivNext;
+        ivKeywordState = KeywordPending;
+    }
+    void readBool(bool &, KVORA_ENV) override {}
+    void readChar(char &, KVORA_ENV) override {}
+    void readString(KV2AscString &, KVORA_ENV) override {}
+    void readUnsigned(uint64_t &, KVORA_ENV) override {}
+    void readSigned(int64_t &, KVORA_ENV) override {}
+    void readReal(double &, KVORA_ENV) override {}
+    void readObjectType(KV2AscString &, KVORA_ENV) override {}
+    void beginObject(KVORA_ENV) override {}
+    int32_t beginArray(KVORA_ENV) override { return 0; }
+};
+
+template <class F>
+std::string written(F f)
+{
+    KVORAEnv *env = nullptr;
+    std::stringstream ss;
+    {
+        KVOStreamBlobWriter blob(&ss);
+        KVORABinObjWriter writer(&blob, 0);
+        f(writer, env);
+    }
+    return ss.str();
+}
+
+template <class F>
+bool readBack(const std::string &bytes, F f, std::string *err = nullptr)
+{
+    KVORAEnv *env = nullptr;
+    std::stringstream ss(bytes);
+    KVOStreamBlobReader blob(&ss);
+    KVORABinObjReader reader(&blob);
+    bool threw = false;
+    testing::internal::CaptureStderr();
+    try {
+        f(reader, env);
+    } catch (int) {
+        threw = true;
+    }
+    std::string e = testing::internal::GetCapturedStderr();
+    if (err != nullptr) *err = e;
+    return !threw;
+}
+
+}  // namespace
+
+// ---- classes for back pointers and arrays ----
+
+class KVORAOiItem : public KVORAObject {
+    KVORA_OBJECT_DECL(KVORAOiItem)
+public:
+    int32_t ivA = 0;
+    int32_t ivB = 0;
+    void readPrimitive(KVORAObjReader &r, KVORA_ENV env) override;
+    void writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const override;
+};
+KVORA_OBJECT_IMPL(KVORAOiItem, KVORAObject, 2)
+KVORA_MEMBER_KEYWORD(KVORAOiItem, ivA, 1)
+KVORA_MEMBER_KEYWORD(KVORAOiItem, ivB, 2)
+
+void KVORAOiItem::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
+{
+    kvoraRead(r, KVORA_KWD(ivA), ivA, env);
+    kvoraRead(r, KVORA_KWD(ivB), ivB, env);
+}
+
+void KVORAOiItem::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
+{
+    kvoraWrite(w, KVORA_KWD(ivA), ivA, env);
+}
+
+// Stands for the field name map: names to objects owned elsewhere.
+class KVORAOiDirectory : public KVORAObject {
+    KVORA_OBJECT_DECL(KVORAOiDirectory)
+public:
+    static const KV2AscString cvBackPtrName;
+    std::vector<std::pair<std::string, KVORAObject *>> ivEntries;
+    KVORAObject *find(const KV2AscString &name) const {
+        for (const auto &e : ivEntries)
+            if (e.first == name.c_str()) return e.second;
+        return nullptr;
+    }
+};
+KVORA_OBJECT_IMPL(KVORAOiDirectory, KVORAObject, 0)
+const KV2AscString KVORAOiDirectory::cvBackPtrName("KVORAOiDirectory::cvBackPtrName");
+
+// Refers to an object it does not own, by name.
+class KVORAOiRef : public KVORAObject {
+    KVORA_OBJECT_DECL(KVORAOiRef)
+public:
+    KVORAObject *ivTarget = nullptr;
+    KV2AscString ivTargetName;  // what the writer knows the target by
+    void readPrimitive(KVORAObjReader &r, KVORA_ENV env) override;
+    void writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const override;
+};
+KVORA_OBJECT_IMPL(KVORAOiRef, KVORAObject, 1)
+KVORA_MEMBER_KEYWORD(KVORAOiRef, ivTarget, 1)
+
+void KVORAOiRef::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
+{
+    if (r.keywordMatches(KVORA_KWD(ivTarget), env)) {
+        KV2AscString name;
+        r.readString(name, env);
+        r.clearKeyword();
+        auto *dir = static_cast<KVORAOiDirectory *>(r.findBackPointer(KVORAOiDirectory::cvBackPtrName));
+        ivTarget = (dir != nullptr && name.size() > 0) ? dir->find(name) : nullptr;
+    }
+}
+
+void KVORAOiRef::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
+{
+    w.writeKeyword(KVORA_KWD(ivTarget), env);
+    w.writeString(ivTarget != nullptr ? ivTargetName : KV2AscString(), env);
+}
+
+// ---- tests ----
+
+TEST(ObjectStreamModel, KeywordMatchingModes)
+{
+    KVORAEnv *env = nullptr;
+    ScriptedReader r;
+    r.ivScript = {KVORAKeyword("", 0, 0, 8), KVORAKeyword("", 5, 2, 0), KVORAKeyword("ivA")};
+    r.ivModes = {KVORAObjReader::MatchByGlobalId, KVORAObjReader::MatchByClassLocal, KVORAObjReader::MatchByName};
+    KVORAKeyword byGlobal("ivB", 5, 2, 8);
+    KVORAKeyword other("ivA", 5, 1, 7);
+
+    // A miss leaves the keyword pending: no new read, same count.
+    EXPECT_FALSE(r.keywordMatches(other, env));
+    EXPECT_EQ(r.ivKeywordCount, 1);
+    EXPECT_EQ(r.ivKeywordState, KVORAObjReader::KeywordPending);
+    EXPECT_TRUE(r.keywordMatches(byGlobal, env));
+    EXPECT_EQ(r.ivKeywordCount, 1);
+    EXPECT_EQ(r.ivKeywordState, KVORAObjReader::KeywordMatched);
+    EXPECT_EQ(r.ivMatchMode, KVORAObjReader::MatchDone);
+    EXPECT_EQ(r.ivKeyword.ivName, "ivB");  // the matched keyword is copied over
+    r.clearKeyword();
+
+    EXPECT_FALSE(r.keywordMatches(other, env));      // class 5, local 1 differs
+    EXPECT_TRUE(r.keywordMatches(byGlobal, env));    // class 5, local 2
+    r.clearKeyword();
+    EXPECT_FALSE(r.keywordMatches(byGlobal, env));   // by name: "ivB" is not "ivA"
+    EXPECT_TRUE(r.keywordMatches(other, env));
+    r.clearKeyword();
+    EXPECT_FALSE(r.keywordMatches(other, env));      // the end
+    EXPECT_TRUE(r.atEnd());
+    EXPECT_EQ(r.ivKeywordCount, 4);
+}
+
+TEST(ObjectStreamModel, NumbersAreClampedToTheVariable)
+{
+    std::string s = written([](KVORAObjWriter &w, KVORA_ENV env) {
+        w.writeSigned(5000000000LL, env);
+        w.writeSigned(-5000000000LL, env);
+        w.writeSigned(300, env);
+        w.writeSigned(-300, env);
+        w.writeSigned(40000, env);
+        w.writeSigned(-40000, env);
+        w.writeUnsigned(300, env);
+        w.writeUnsigned(70000, env);
+        w.writeUnsigned(1ULL << 40, env);
+        w.writeReal(DBL_MAX * 2, env);
+        w.writeReal(-DBL_MAX * 2, env);
+        w.writeReal(1e39, env);
+        w.writeReal(-1e39, env);
+        w.writeReal(0.5, env);
+    });
+    int32_t i32a = 0, i32b = 0;
+    int8_t i8a = 0, i8b = 0;
+    int16_t i16a = 0, i16b = 0;
+    uint8_t u8 = 0;
+    uint16_t u16 = 0;
+    uint32_t u32 = 0;
+    double da = 0, db = 0;
+    float fa = 0, fb = 0, fc = 0;
+    ASSERT_TRUE(readBack(s, [&](KVORAObjReader &r, KVORA_ENV env) {
+        kvoraRead(r, i32a, env);
+        kvoraRead(r, i32b, env);
+        kvoraRead(r, i8a, env);
+        kvoraRead(r, i8b, env);
+        kvoraRead(r, i16a, env);
+        kvoraRead(r, i16b, env);
+        kvoraRead(r, u8, env);
+        kvoraRead(r, u16, env);
+        kvoraRead(r, u32, env);
+        kvoraRead(r, da, env);
+        kvoraRead(r, db, env);
+        kvoraRead(r, fa, env);
+        kvoraRead(r, fb, env);
+        kvoraRead(r, fc, env);
+    }));
+    EXPECT_EQ(i32a, 2147483647);
+    EXPECT_EQ(i32b, -2147483647 - 1);
+    EXPECT_EQ(i8a, 127);
+    EXPECT_EQ(i8b, -128);
+    EXPECT_EQ(i16a, 32767);
+    EXPECT_EQ(i16b, -32768);
+    EXPECT_EQ(u8, 255);
+    EXPECT_EQ(u16, 65535);
+    EXPECT_EQ(u32, 4294967295u);
+    EXPECT_EQ(da, 1.7976931348623157e308);
+    EXPECT_EQ(db, -1.7976931348623157e308);
+    EXPECT_EQ(fa, FLT_MAX);
+    EXPECT_EQ(fb, -FLT_MAX);
+    EXPECT_EQ(fc, 0.5f);
+}
+
+TEST(ObjectStreamModel, ArraysAreReadInPlace)
+{
+    KVORAEnv *env = nullptr;
+    kvoraGetEnv(env);
+    // Written: two items with ivA only.
+    KVORAArray<KVORAOiItem> src;
+    src.setSize(2, env);
+    src[1].ivA = 10;
+    src[2].ivA = 20;
+    std::string s = written([&](KVORAObjWriter &w, KVORA_ENV e) { kvoraWrite(w, src, e); });
+    src.reset(env);
+
+    // A longer live array: the two kept elements keep their ivB; the third goes.
+    KVORAArray<KVORAOiItem> live;
+    live.setSize(3, env);
+    live[1].ivB = 1;
+    live[2].ivB = 2;
+    live[3].ivB = 3;
+    ASSERT_TRUE(readBack(s, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, live, e); }));
+    ASSERT_EQ(live.getSize(), 2);
+    EXPECT_EQ(live[1].ivA, 10);
+    EXPECT_EQ(live[1].ivB, 1);
+    EXPECT_EQ(live[2].ivA, 20);
+    EXPECT_EQ(live[2].ivB, 2);
+    live.reset(env);
+
+    // Owners beyond the new size give their objects back to the account.
+    KVORAXaRay<KVORAOwnPtr<KVORAOiItem>, 1> owners;
+    owners.setSize(3, env);
+    for (int32_t i = 1; i <= 3; ++i) owners[i].create(env);
+    int64_t withThree = env->getBytesInUse();
+    std::string one = written([](KVORAObjWriter &w, KVORA_ENV e) {
+        KVORAXaRay<KVORAOwnPtr<KVORAOiItem>, 1> a;
+        a.setSize(1, e);
+        a[1].create(e);
+        a[1]->ivA = 5;
+        kvoraWrite(w, a, e);
+        a[1].reset(e);
+        a.reset(e);
+    });
+    KVORAOiItem *first = owners[1].get();
+    ASSERT_TRUE(readBack(one, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, owners, e); }));
+    ASSERT_EQ(owners.getSize(), 1);
+    EXPECT_EQ(owners[1].get(), first);
+    EXPECT_EQ(owners[1]->ivA, 5);
+    EXPECT_LT(env->getBytesInUse(), withThree);
+    owners[1].reset(env);
+    owners.reset(env);
+}
+
+TEST(ObjectStreamModel, BackPointersResolveThroughTheReader)
+{
+    KVORAEnv *env = nullptr;
+    KVORAOiItem age, income;
+    KVORAOiDirectory dir;
+    dir.ivEntries = {{"age", &age}, {"income", &income}};
+
+    KVORAOiRef ref;
+    ref.ivTarget = &income;
+    ref.ivTargetName = "income";
+    KVORAOiRef nullRef;
+    std::string s = written([&](KVORAObjWriter &w, KVORA_ENV e) {
+        kvoraWrite(w, ref, e);
+        kvoraWrite(w, nullRef, e);
+    });
+
+    KVORAOiRef back, backNull;
+    backNull.ivTarget = &age;
+    ASSERT_TRUE(readBack(s, [&](KVORAObjReader &r, KVORA_ENV e) {
+        EXPECT_EQ(r.findBackPointer(KVORAOiDirectory::cvBackPtrName), nullptr);
+        r.registerBackPointer(KVORAOiDirectory::cvBackPtrName, nullptr, e);
+        r.registerBackPointer(KVORAOiDirectory::cvBackPtrName, &dir, e);  // replaces
+        EXPECT_EQ(r.findBackPointer(KV2AscString("KVORAOiDirectory::cvBackPtrName")), &dir);
+        kvoraRead(r, back, e);
+        kvoraRead(r, backNull, e);
+    }));
+    EXPECT_EQ(back.ivTarget, &income);
+    EXPECT_EQ(backNull.ivTarget, nullptr);
+
+    // The table is small and says so when full.
+    std::string err;
+    EXPECT_FALSE(readBack("", [&](KVORAObjReader &r, KVORA_ENV e) {
+        for (int i = 0; i < 9; ++i) r.registerBackPointer(KV2AscString(int32_t(i)), &dir, e);
+    }, &err));
+    EXPECT_NE(err.find("ivBackPointerCount < cvMaxBackPointers"), std::string::npos) << err;
+}
