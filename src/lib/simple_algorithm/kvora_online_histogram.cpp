@@ -104,10 +104,13 @@ void KVORAOnlineHistogramData::mergeClosestBins(KVORA_ENV env) {
     const int32_t c1 = best->second, c2 = second->second;
     const double location = (x1 * c1 + x2 * c2) / (c1 + c2);
     const int32_t count = c1 + c2;
-    auto node = ivHistogram.extract(best);
-    ivHistogram.erase(second);
-    if (ivSpareNode.empty()) ivSpareNode = std::move(node);
+    // Both nodes are kept: one carries the melted bin, the other waits for
+    // the next new bin, so a full histogram takes values without allocating.
+    auto first = ivHistogram.extract(best);
+    auto spare = ivHistogram.extract(second);
+    if (ivSpareNode.empty()) ivSpareNode = std::move(first);
     putBin(location, count);
+    if (ivSpareNode.empty()) ivSpareNode = std::move(spare);
 }
 
 void KVORAOnlineHistogramData::mergeHistograms(KVORAXaRay<double, 1> &locations, KVORAXaRay<int32_t, 1> &counts,
