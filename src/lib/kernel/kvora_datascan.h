@@ -17,7 +17,8 @@ class KVORAObjReader;
 class KVORAObjWriter;
 
 // Called by the driver once per record with the record's partition.
-typedef void (*KVORAUpdateFunction)(KVORADataScan *object, int32_t partition, KVORA_ENV env);
+typedef void (*KVORAUpdateFunc)(KVORADataScan *object, int32_t partition, KVORA_ENV env);
+using KVORAUpdateFunction = KVORAUpdateFunc;
 
 class KVORADataScan : public KVORAObject {
     KVORA_ABSTRACT_OBJECT_DECL(KVORADataScan)
@@ -43,8 +44,8 @@ public:
     virtual void merge(KVORADataScan *other, KVORA_ENV env);
     virtual int32_t hasScanResults() const;
     virtual void writeSubScanResults(KVORAObjWriter &writer, const KVORAKeyword &keyword, KVORA_ENV env) const;
-    virtual KVORAUpdateFunction getUpdateFunction() const = 0;
-    virtual KVORAUpdateFunction getAltUpdateFunction() const = 0;
+    virtual KVORAUpdateFunc getUpdateFunction() const = 0;
+    virtual KVORAUpdateFunc getAltUpdateFunction() const = 0;
 
     // Writes this object's result under `keyword` if it has one, then passes
     // the call on to the data-scan objects that it owns.
@@ -59,14 +60,14 @@ public:
         ivAltUpdateFunc = getAltUpdateFunction();
     }
 
-    KVORAUpdateFunction ivUpdateFunc;
-    KVORAUpdateFunction ivAltUpdateFunc;
+    KVORAUpdateFunc ivUpdateFunc;
+    KVORAUpdateFunc ivAltUpdateFunc;
     int32_t ivSerialNumber;
     int32_t ivMergeWithSerialNumber;  // 0 local, >0 copy of that object, <0 result on its way back
     int32_t ivMaxPartition;
 };
 
-// The keyword that marks a result in a result stream.
+// The keyword that marks a result in a result stream; KVORA_KWD(ScanResult).
 const KVORAKeyword &kvoraKwd_ScanResult();
 
 // Merges two result streams in step into `writer`, pair by pair.
