@@ -16,6 +16,7 @@ public:
     // Appends the clusters (node indices in the order taken) to `clusters`
     // and one density per kept cluster to `densities`; clusters of one node
     // are dropped. A negative limit means the node count; 0 is refused.
+    // Densities are taken over the whole list, so callers pass it empty.
     void connectedComponentsBounded(std::vector<std::vector<uint32_t>> &clusters, int32_t limit,
                                     std::vector<double> &densities) const;
 
