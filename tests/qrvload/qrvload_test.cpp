@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -41,6 +42,14 @@ std::set<std::string> listDir(const std::string &dir) {
     return names;
 }
 
+// A fresh directory per test, removed at the end unless the test failed.
+struct Scratch {
+    std::string path = qrvtest::makeTempDir("qrvload");
+    ~Scratch() {
+        if (!::testing::Test::HasFailure()) std::filesystem::remove_all(path);
+    }
+};
+
 qrvtest::RunResult load(const std::string &dir, std::vector<std::string> args) {
     args.insert(args.begin(), qrvtest::qrvloadPath());
     qrvtest::RunOptions o;
@@ -59,7 +68,8 @@ const Rows kGraphRows = {{3, 0, 1}, {3, 9, 2}, {3, 0, 7788}, {5, 0, 2}, {5, 2, 0
 }  // namespace
 
 TEST(QrvloadGraph, GroupsUnsortedEdgesIntoHeaderEdgesFooterRows) {
-    std::string dir = qrvtest::makeTempDir("qrvload");
+    Scratch scratch;
+    const std::string &dir = scratch.path;
     qrvtest::writeFile(dir, "edges.csv", kEdges);
     auto r = load(dir, {"graph", "edges.csv", "g"});
     ASSERT_EQ(r.status, 0) << r.err;
@@ -114,7 +124,8 @@ TEST(QrvloadGraph, BadLineStopsWithStatus2AndLeavesNothingBehind) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.line);
-        std::string dir = qrvtest::makeTempDir("qrvload");
+        Scratch scratch;
+        const std::string &dir = scratch.path;
         // The bad line is line 4; an earlier dataset of the same name survives.
         qrvtest::writeFile(dir, "edges.csv", std::string("caller,callee,weight\n1,2,1\n\n") + c.line + "\n7,8,1\n");
         qrvtest::writeFile(dir, "g", "old");
@@ -132,7 +143,8 @@ TEST(QrvloadGraph, BadLineStopsWithStatus2AndLeavesNothingBehind) {
 TEST(QrvloadGraph, ExternalSortAgreesWithTheGroupingRule) {
     // 150,000 edges in scrambled order, 3.6 MB of sort records: with 64K of
     // memory that is dozens of runs and several merge rounds.
-    std::string dir = qrvtest::makeTempDir("qrvload");
+    Scratch scratch;
+    const std::string &dir = scratch.path;
     struct Edge {
         uint64_t a, b;
         double w;
@@ -186,7 +198,8 @@ TEST(QrvloadGraph, ExternalSortAgreesWithTheGroupingRule) {
 }
 
 TEST(QrvloadPieces, PiecesHoldWholeRowsAndReplaceEarlierOnes) {
-    std::string dir = qrvtest::makeTempDir("qrvload");
+    Scratch scratch;
+    const std::string &dir = scratch.path;
     qrvtest::writeFile(dir, "edges.csv", kEdges);
     // 7 rows over 3 pieces: 3, 2, 2 rows.
     auto r = load(dir, {"graph", "edges.csv", "p", "--pieces", "3"});
@@ -220,7 +233,8 @@ TEST(QrvloadPieces, PiecesHoldWholeRowsAndReplaceEarlierOnes) {
 }
 
 TEST(QrvloadNeighbours, AdjacencyAndEdgeFormsGiveTheSameSparseRows) {
-    std::string dir = qrvtest::makeTempDir("qrvload");
+    Scratch scratch;
+    const std::string &dir = scratch.path;
     // Node 4 on two lines, a duplicate neighbour, a trailing comma, node 2
     // with no neighbours. Worked out: per node a header (column 0, length),
     // entries 1..length with the neighbours ascending, closing record
@@ -255,7 +269,8 @@ TEST(QrvloadNeighbours, AdjacencyAndEdgeFormsGiveTheSameSparseRows) {
 }
 
 TEST(QrvloadTable, DenseRowsWithMissingCellsAndColumnRoles) {
-    std::string dir = qrvtest::makeTempDir("qrvload");
+    Scratch scratch;
+    const std::string &dir = scratch.path;
     qrvtest::writeFile(dir, "t.csv", "id,colour,score,label\n7,3,0.5,1\n2,,-1e3,\n");
     auto r = load(dir, {"table", "t.csv", "t", "--line-number", "id", "--target", "label", "--categorical", "colour"});
     ASSERT_EQ(r.status, 0) << r.err;
@@ -290,7 +305,8 @@ TEST(QrvloadTable, DenseRowsWithMissingCellsAndColumnRoles) {
 }
 
 TEST(QrvloadDump, GraphRoundTripsThroughDumpAndInfo) {
-    std::string dir = qrvtest::makeTempDir("qrvload");
+    Scratch scratch;
+    const std::string &dir = scratch.path;
     qrvtest::writeFile(dir, "edges.csv", kEdges);
     ASSERT_EQ(load(dir, {"graph", "edges.csv", "g"}).status, 0);
     ASSERT_EQ(load(dir, {"graph", "edges.csv", "p", "--pieces", "3"}).status, 0);
@@ -316,7 +332,8 @@ TEST(QrvloadDump, GraphRoundTripsThroughDumpAndInfo) {
 }
 
 TEST(QrvloadDump, RefusesDatasetsTheEngineWouldMisread) {
-    std::string dir = qrvtest::makeTempDir("qrvload");
+    Scratch scratch;
+    const std::string &dir = scratch.path;
     std::string rows = bytesOf({{1, 0, 0}, {1, 1, 0}});
     qrvtest::writeFile(dir, "d", rows + "x");  // a torn last row
     qrvtest::writeFile(dir, "d.info", kNeighboursInfo);
