@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 #include <string>
 
 #include "kernel/kvora_string_manip.h"
@@ -32,7 +33,9 @@ inline bool isBlank(char c) { return c == ' ' || c == '\t'; }
 // The state of one readXMLFile call.
 struct KVORAXMLReadContext {
     KVORAXMLTag *root;
-    std::ostream &out;
+    // Messages are gathered and written a whole line or more at a time, so
+    // that lines of processes that share the output stay whole.
+    std::ostringstream out;
     KV2AscString line;
     int32_t position = 0;
     KV2AscString token;
@@ -41,7 +44,15 @@ struct KVORAXMLReadContext {
     KVORAArray<KVORAXMLTag *> path;  // path[i]: the tag that tagStack[i] names
     int32_t resolved = 0;           // levels of path that are current
 
-    KVORAXMLReadContext(KVORAXMLTag *rootTag, std::ostream &stream) : root(rootTag), out(stream) {}
+    explicit KVORAXMLReadContext(KVORAXMLTag *rootTag) : root(rootTag) {}
+
+    void emit() {
+        const std::string text = out.str();
+        if (text.empty()) return;
+        std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
+        std::cout.flush();
+        out.str("");
+    }
 
     void release(KVORA_ENV env) {
         tagStack.reset(env);
@@ -112,7 +123,8 @@ struct KVORAXMLReadContext {
             const int32_t index = parent->findChild(tagStack[i]);
             if (index == 0) {
                 out << "Searched: tagStack[" << i - 1 << "] = [" << tagStack[i] << "]. Found [" << parent->ivName
-                    << "] at level " << i - 2 << std::endl;
+                    << "] at level " << i - 2 << "\n";
+                emit();
                 kvoraAssertFail("Search for non existent tag in tagStack", KVORA_PLACE);
             }
             path[i] = &parent->ivChildren[index];
@@ -447,8 +459,8 @@ bool KVORAXMLHandler::readXMLFile(const char *fileName, KVORA_ENV env) {
 }
 
 bool KVORAXMLHandler::readFrom(std::istream &in, KVORA_ENV env) {
-    std::ostream &out = std::cout;
-    KVORAXMLReadContext context(root.get(), out);
+    KVORAXMLReadContext context(root.get());
+    std::ostringstream &out = context.out;
     context.push(KV2AscString(cvRootName), env);
     std::string raw;
     bool ok = false;
@@ -478,6 +490,7 @@ bool KVORAXMLHandler::readFrom(std::istream &in, KVORA_ENV env) {
                     context.state = ERROR;
                 }
             }
+            context.emit();
         }
 
         // The root's name is closed as an end tag is.
@@ -503,7 +516,9 @@ bool KVORAXMLHandler::readFrom(std::istream &in, KVORA_ENV env) {
             out << std::endl;
             if (context.state == ERROR) out << "ERROR ecnountered while reading XML file" << std::endl;
         }
+        context.emit();
     } catch (...) {
+        context.emit();
         context.release(env);
         throw;
     }
@@ -531,7 +546,7 @@ void KVORAXMLHandler::dumpTag(const KVORAXMLTag &tag, std::ostream &out, int32_t
 bool KVORAXMLHandler::writeXMLFile(const char *fileName, KVORA_ENV env) {
     std::ofstream out(fileName, std::ios::out | std::ios::trunc | std::ios::binary);
     if (!out.is_open()) {
-        std::cout << "Error: Could not open output file " << fileName << std::endl;
+        std::cout << std::string("Error: Could not open output file ") + fileName + "\n" << std::flush;
         return false;
     }
     if (!writeTo(out, env)) return false;

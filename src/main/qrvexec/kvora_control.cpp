@@ -60,7 +60,7 @@ void KVORAControl::readRunParameters(const char *paramFileName, int32_t isMaster
         in >> print;
         if (print != 0) {
             settings.printModelDuringTraining = 1;
-            std::cout << "Print model during training" << std::endl;
+            std::cout << "Print model during training\n" << std::flush;
         }
     }
 
@@ -76,13 +76,14 @@ void KVORAControl::readRunParameters(const char *paramFileName, int32_t isMaster
         parameters.getTagByLongName("MultipleTestFiles", env).getValue() == "True")
         settings.multipleTestFiles = 1;
 
-    std::cout << "Algorithm: " << settings.algorithmName << std::endl;
+    // Each line in one write: the processes share the output.
+    std::cout << std::string("Algorithm: ") + settings.algorithmName.c_str() + "\n" << std::flush;
     if (settings.algorithmName == "CGA") {
         settings.modelId = KVORA_MODEL_ID_CGA;
     } else if (settings.algorithmName == "DIF") {
         settings.modelId = KVORA_MODEL_ID_DIF;
     } else {
-        std::cout << "Algorithm " << settings.algorithmName << " is not implemented" << std::endl;
+        std::cout << std::string("Algorithm ") + settings.algorithmName.c_str() + " is not implemented\n" << std::flush;
         reportError(2202, "KVORAControl::execute: wrong algorithm name. Must be CGA or DIF ", env, 1);
     }
 }
