@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "kernel/kvora_fieldglobalvars.h"
 #include "nelo-common/kvora_reports.h"
 #include "qrvexec/kvora_pcontrol.h"
 #include "qrvexec/kvora_runvalues.h"
@@ -22,6 +23,9 @@ void KVORAControl::execute() {
     KVORAXMLHandler handler(env);
     KVORARunSettings settings;
     readRunParameters(kvoraParamFileName, isMaster, handler, settings, env);
+
+    KVORAFieldGlobalVars *fieldVars = KVORAFieldGlobalVars::get(env);
+    if (fieldVars->ivMaxPartition == 0) fieldVars->ivMaxPartition = 4;
 
     if (isMaster != 0)
         runMaster(handler, settings, env);
