@@ -2,6 +2,10 @@
 // texts, clearTag, the exact written form, and that what the writer writes the
 // reader reads back into an equal tree, escaped texts included.
 #include "control/kvora_XML_handler.h"
+#include "util/kvora_binobjio.h"
+#include "util/kvora_objio.h"
+#include "util/kvora_streamblobreader.h"
+#include "util/kvora_streamblobwriter.h"
 
 #include <gtest/gtest.h>
 
@@ -195,4 +199,32 @@ TEST_F(XMLTree, CopyAndTransferBetweenTags) {
     EXPECT_STREQ(copy.ivName.c_str(), "A");  // name and value are copied, not taken
     copy.releasePrimitive(env);
     moved.releasePrimitive(env);
+}
+
+TEST_F(XMLTree, HandlerTravelsThroughTheBinaryObjectStream) {
+    KVORAXMLTag &root = handler.getRootTag();
+    KVORAXMLTag &group = root.addTag("QRVInput", env);
+    group.addAttributeName("a", env);
+    group.addAttributeName("b", env);  // a name without a value stays so
+    group.addAttributeValue("1", env);
+    group.getOrAddLeafTag("AlgorithmName", env).setValue("DIF", env);
+    group.getOrAddLeafTag("X/Y", env).setRealValue(2.5, env);
+
+    KVORAOwnPtr<KVORAXMLHandler> sent;
+    sent.reset(&handler, env);
+    std::stringstream bytes;
+    {
+        KVOStreamBlobWriter blob(&bytes);
+        KVORABinObjWriter writer(&blob, 0);
+        kvoraWrite(writer, sent, env);
+    }
+    sent.transfer();  // the fixture still owns it
+
+    KVORAOwnPtr<KVORAXMLHandler> received;
+    KVOStreamBlobReader blob(&bytes);
+    KVORABinObjReader reader(&blob);
+    kvoraRead(reader, received, env);
+    ASSERT_NE(received.get(), nullptr);
+    expectEqualTrees(handler.getRootTag(), received->getRootTag(), "");
+    received.reset(env);
 }
