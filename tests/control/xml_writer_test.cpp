@@ -22,10 +22,10 @@ void expectEqualTrees(const KVORAXMLTag &a, const KVORAXMLTag &b, const std::str
     EXPECT_STREQ(a.ivValue.c_str(), b.ivValue.c_str()) << where;
     ASSERT_EQ(a.ivAttrNames.getSize(), b.ivAttrNames.getSize()) << where;
     ASSERT_EQ(a.ivAttrVals.getSize(), b.ivAttrVals.getSize()) << where;
-    for (int32_t i = 1; i <= a.ivAttrNames.getSize(); ++i) {
+    for (int32_t i = 1; i <= a.ivAttrNames.getSize(); ++i)
         EXPECT_STREQ(a.ivAttrNames[i].c_str(), b.ivAttrNames[i].c_str()) << where;
+    for (int32_t i = 1; i <= a.ivAttrVals.getSize(); ++i)
         EXPECT_STREQ(a.ivAttrVals[i].c_str(), b.ivAttrVals[i].c_str()) << where;
-    }
     ASSERT_EQ(a.ivChildren.getSize(), b.ivChildren.getSize()) << where;
     for (int32_t i = 1; i <= a.ivChildren.getSize(); ++i)
         expectEqualTrees(a.ivChildren[i], b.ivChildren[i], where + "/" + a.ivChildren[i].ivName.c_str());
