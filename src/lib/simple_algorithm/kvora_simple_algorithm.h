@@ -1,0 +1,93 @@
+// The adapter between the model framework and an algorithm: a model in
+// mining mode 1 that owns one data object and forwards every scan event to
+// it, handing it each record as two plain vectors (explanatory values and
+// target values) and the record's line number. The vectors are members sized
+// once, so that a record costs field reads and one call, and no allocation.
+#pragma once
+
+#include <cstdint>
+
+#include "kernel/kvora_model.h"
+#include "simple_algorithm/kvora_simple_algorithm_data.h"
+#include "util/kvora_env.h"
+#include "util/kvora_ownptr.h"
+#include "util/kvora_xray.h"
+
+class KVORADataPoint;
+class KVORAXMLTag;
+
+class KVORASimpleAlgorithmModel : public KVORAModel {
+    KVORA_OBJECT_DECL(KVORASimpleAlgorithmModel)
+public:
+    // ivState
+    enum { StateNew = 0, StateOpened = 1, StateScanBegun = 2, StateScanEnded = 3 };
+
+    KVORASimpleAlgorithmModel();
+
+    void copyFromPrimitive(const KVORAObject *source, KVORA_ENV env) override;
+    void transferFromPrimitive(KVORAObject *source, KVORA_ENV env) override;
+    void readPrimitive(KVORAObjReader &reader, KVORA_ENV env) override;
+    void postReadPrimitive(KVORAObjReader &reader, KVORA_ENV env) override;
+    void writePrimitive(KVORAObjWriter &writer, KVORA_ENV env) const override;
+    void releasePrimitive(KVORA_ENV env) override;
+
+    int32_t getScanType() const override;
+    double getSamplingRate() const override;
+    int32_t canUpdateWithoutDataScan() const override;
+    void merge(KVORADataScan *other, KVORA_ENV env) override;
+    int32_t hasScanResults() const override;
+    KVORAUpdateFunc getUpdateFunction() const override;
+    KVORAUpdateFunc getAltUpdateFunction() const override;
+
+    void declareOutputs(KVORAModelOutputPair &outputs, KVORA_ENV env) override;
+    void declareOutputs(KVORAModelOutputPair &outputs, int32_t targetIndex, KVORA_ENV env) override;
+    void declareOutputs(KVORAModelOutputPair &outputs, KVORAFieldNameMap &fieldNameMap, KVORA_ENV env) override;
+    void clearFields(KVORA_ENV env) override;
+    int32_t canResetFields() const override;
+    void targetFieldAdded(KVORAFieldNameMap *fieldNameMap) override;
+    int32_t setMiningModePrimitive(int32_t mode, const KVORAXaRay<int32_t, 1> *fieldsUsed,
+                                   KVORAModelOutputPair *outputs, KVORA_ENV env) override;
+    int32_t beginDataScanPrimitive(KVORA_ENV env) override;
+    int32_t endDataScanPrimitive(int32_t flag, KVORA_ENV env) override;
+    void updateWithoutDataScanPrimitive(KVORA_ENV env) override;
+    void initIterationPrimitive(KVORA_ENV env) override;
+    void finishIterationPrimitive(KVORA_ENV env) override;
+    void writeModelXML(KVORAXMLTag &tag, KVORA_ENV env) override;
+    int32_t getNumCandidateModels() const override;
+    double getPredictionVariance() const override;
+    void computeScores(KVORAXaRay<KVORAModelScores, 1> &scores, KVORA_ENV env) override;
+    double getDegreesOfFreedom() const override;
+    void resetPrediction(KVORA_ENV env) override;
+    int32_t getBestModelIndex() const override;
+    void setBestModel(int32_t index, KVORA_ENV env) override;
+    void calibratePrediction(KVORA_ENV env) override;
+    void finishPrediction(KVORA_ENV env) override;
+    void score(KVORA_ENV env) override;
+    void reservedModelOperationA() override;
+    void reservedModelOperationB() override;
+
+    // Finds the places of the data point's fields among the model's input
+    // fields, then makes and opens the data object of the model identifier.
+    void open(int32_t modelId, KVORADataPoint &dataPoint, const KVORAXMLTag &parameters, KVORA_ENV env);
+    KVORASimpleAlgorithmAbstractData *getData() const { return ivDataPtr.get(); }
+
+    // One record, in model state 101; partitions 1 and 2 take no part in training.
+    void update(int32_t partition, KVORA_ENV env);
+
+    // ---- members ----
+    KVORAXaRay<double, 1> ivDataVec;              // not streamed
+    KVORAXaRay<double, 1> ivTargetVec;            // not streamed
+    KVORAXaRay<int32_t, 1> ivExplanatoryFieldOrder;
+    KVORAXaRay<int32_t, 1> ivTargetFieldOrder;
+    int32_t ivLineNumberFieldOrder;
+    KVORAOwnPtr<KVORASimpleAlgorithmAbstractData> ivDataPtr;
+    int32_t ivIterationCount;
+    int32_t ivState;
+
+private:
+    // Sizes the two vectors from the input lists.
+    void sizeVectors(KVORA_ENV env);
+    // Checks once, off the per-record path, that every place that update
+    // will follow leads to a field.
+    void checkFieldOrders() const;
+};
