@@ -5,7 +5,7 @@
 #include "util/kvora_debug.h"
 #include "util/kvora_objio.h"
 
-KVORA_OBJECT_IMPL(KVORAOnlineHistogramData, KVORAObject, 3)
+KVORA_OBJECT_IMPL(KVORAOnlineHistogramData, KVORASimpleAlgorithmAbstractData, 3)
 KVORA_MEMBER_KEYWORD(KVORAOnlineHistogramData, ivNumberOfBins, 1)
 KVORA_MEMBER_KEYWORD(KVORAOnlineHistogramData, ivBinLocations, 2)
 KVORA_MEMBER_KEYWORD(KVORAOnlineHistogramData, ivBinCounts, 3)
@@ -14,7 +14,7 @@ KVORAOnlineHistogramData::KVORAOnlineHistogramData() : ivNumberOfBins(0) {}
 
 void KVORAOnlineHistogramData::copyFromPrimitive(const KVORAObject *source, KVORA_ENV env) {
     if (source == nullptr) return;
-    KVORAObject::copyFromPrimitive(source, env);
+    KVORASimpleAlgorithmAbstractData::copyFromPrimitive(source, env);
     const KVORAOnlineHistogramData *other = static_cast<const KVORAOnlineHistogramData *>(source);
     ivNumberOfBins = other->ivNumberOfBins;
     ivHistogram = other->ivHistogram;
@@ -24,7 +24,7 @@ void KVORAOnlineHistogramData::copyFromPrimitive(const KVORAObject *source, KVOR
 
 void KVORAOnlineHistogramData::transferFromPrimitive(KVORAObject *source, KVORA_ENV env) {
     if (source == nullptr) return;
-    KVORAObject::transferFromPrimitive(source, env);
+    KVORASimpleAlgorithmAbstractData::transferFromPrimitive(source, env);
     KVORAOnlineHistogramData *other = static_cast<KVORAOnlineHistogramData *>(source);
     ivNumberOfBins = other->ivNumberOfBins;
     ivHistogram.swap(other->ivHistogram);
@@ -34,14 +34,14 @@ void KVORAOnlineHistogramData::transferFromPrimitive(KVORAObject *source, KVORA_
 }
 
 void KVORAOnlineHistogramData::readPrimitive(KVORAObjReader &reader, KVORA_ENV env) {
-    KVORAObject::readPrimitive(reader, env);
+    KVORASimpleAlgorithmAbstractData::readPrimitive(reader, env);
     kvoraRead(reader, KVORA_KWD(ivNumberOfBins), ivNumberOfBins, env);
     kvoraRead(reader, KVORA_KWD(ivBinLocations), ivBinLocations, env);
     kvoraRead(reader, KVORA_KWD(ivBinCounts), ivBinCounts, env);
 }
 
 void KVORAOnlineHistogramData::writePrimitive(KVORAObjWriter &writer, KVORA_ENV env) const {
-    KVORAObject::writePrimitive(writer, env);
+    KVORASimpleAlgorithmAbstractData::writePrimitive(writer, env);
     kvoraWrite(writer, KVORA_KWD(ivNumberOfBins), ivNumberOfBins, env);
     kvoraWrite(writer, KVORA_KWD(ivBinLocations), ivBinLocations, env);
     kvoraWrite(writer, KVORA_KWD(ivBinCounts), ivBinCounts, env);
@@ -52,7 +52,7 @@ void KVORAOnlineHistogramData::releasePrimitive(KVORA_ENV env) {
     ivBinCounts.reset(env);
     ivHistogram.clear();
     ivSpareNode = std::map<double, int32_t>::node_type();
-    KVORAObject::releasePrimitive(env);
+    KVORASimpleAlgorithmAbstractData::releasePrimitive(env);
 }
 
 void KVORAOnlineHistogramData::setCapacity(int32_t capacity, KVORA_ENV env) {
@@ -147,12 +147,11 @@ void KVORAOnlineHistogramData::getHistogram(KVORAXaRay<double, 1> &locations, KV
     }
 }
 
-int32_t KVORAOnlineHistogramData::finishIteration(KVORA_ENV env) {
-    getHistogram(ivBinLocations, ivBinCounts, env);
-    return 1;
-}
+void KVORAOnlineHistogramData::finishIteration(KVORA_ENV env) { getHistogram(ivBinLocations, ivBinCounts, env); }
 
-void KVORAOnlineHistogramData::merge(KVORAOnlineHistogramData *other, KVORA_ENV env) {
+void KVORAOnlineHistogramData::merge(KVORASimpleAlgorithmAbstractData *other, KVORA_ENV env) {
     if (other == nullptr || other == this) return;
-    mergeHistograms(ivBinLocations, ivBinCounts, other->ivBinLocations, other->ivBinCounts, env);
+    KVORA_ASSERT(other->isKindOf(KVORAOnlineHistogramData::classType()));
+    KVORAOnlineHistogramData *histogram = static_cast<KVORAOnlineHistogramData *>(other);
+    mergeHistograms(ivBinLocations, ivBinCounts, histogram->ivBinLocations, histogram->ivBinCounts, env);
 }

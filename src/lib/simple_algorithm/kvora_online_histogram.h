@@ -4,20 +4,16 @@
 // ordered map is the working form; the pair of arrays is the form that crosses
 // between processes and that merges read. Map nodes freed by a melt are kept
 // for the next new bin, so a full histogram takes values without allocating.
-//
-// It belongs with the algorithm data objects; until their common base exists
-// it stands on the object base directly and offers the scan operations that
-// its client uses as plain members.
 #pragma once
 
 #include <cstdint>
 #include <map>
 
 #include "util/kvora_env.h"
-#include "util/kvora_object.h"
+#include "simple_algorithm/kvora_simple_algorithm_data.h"
 #include "util/kvora_xray.h"
 
-class KVORAOnlineHistogramData : public KVORAObject {
+class KVORAOnlineHistogramData : public KVORASimpleAlgorithmAbstractData {
     KVORA_OBJECT_DECL(KVORAOnlineHistogramData)
 public:
     KVORAOnlineHistogramData();
@@ -44,11 +40,12 @@ public:
 
     // The bins in ascending order of location.
     void getHistogram(KVORAXaRay<double, 1> &locations, KVORAXaRay<int32_t, 1> &counts, KVORA_ENV env) const;
-    // getHistogram into the object's own arrays; answers 1.
-    int32_t finishIteration(KVORA_ENV env);
+    // getHistogram into the object's own arrays.
+    void finishIteration(KVORA_ENV env) override;
     // Folds another histogram's arrays into this one's.
-    void merge(KVORAOnlineHistogramData *other, KVORA_ENV env);
-    int32_t canUpdateWithoutDataScan() const { return 1; }
+    void merge(KVORASimpleAlgorithmAbstractData *other, KVORA_ENV env) override;
+    int32_t canUpdateWithoutDataScan() const override { return 1; }
+    double getSamplingRate() const override { return 1.0; }
 
     int32_t getNumberOfBins() const { return ivNumberOfBins; }
     int32_t getBinCount() const { return static_cast<int32_t>(ivHistogram.size()); }

@@ -6,7 +6,7 @@
 #include "util/kvora_debug.h"
 #include "util/kvora_objio.h"
 
-KVORA_OBJECT_IMPL(KVORASparseToDenseData, KVORAObject, 4)
+KVORA_OBJECT_IMPL(KVORASparseToDenseData, KVORASimpleAlgorithmAbstractData, 4)
 KVORA_MEMBER_KEYWORD(KVORASparseToDenseData, ivRow, 1)
 KVORA_MEMBER_KEYWORD(KVORASparseToDenseData, ivTarget, 2)
 KVORA_MEMBER_KEYWORD(KVORASparseToDenseData, ivCurrentRow, 3)
@@ -27,7 +27,7 @@ KVORASparseToDenseData::KVORASparseToDenseData() : ivTarget(0.0), ivCurrentRow(0
 
 void KVORASparseToDenseData::copyFromPrimitive(const KVORAObject *source, KVORA_ENV env) {
     if (source == nullptr) return;
-    KVORAObject::copyFromPrimitive(source, env);
+    KVORASimpleAlgorithmAbstractData::copyFromPrimitive(source, env);
     const KVORASparseToDenseData *other = static_cast<const KVORASparseToDenseData *>(source);
     ivRow.copyFrom(other->ivRow, env);
     ivTarget = other->ivTarget;
@@ -37,7 +37,7 @@ void KVORASparseToDenseData::copyFromPrimitive(const KVORAObject *source, KVORA_
 
 void KVORASparseToDenseData::transferFromPrimitive(KVORAObject *source, KVORA_ENV env) {
     if (source == nullptr) return;
-    KVORAObject::transferFromPrimitive(source, env);
+    KVORASimpleAlgorithmAbstractData::transferFromPrimitive(source, env);
     KVORASparseToDenseData *other = static_cast<KVORASparseToDenseData *>(source);
     ivRow.transferFrom(other->ivRow, env);
     ivTarget = other->ivTarget;
@@ -46,7 +46,7 @@ void KVORASparseToDenseData::transferFromPrimitive(KVORAObject *source, KVORA_EN
 }
 
 void KVORASparseToDenseData::readPrimitive(KVORAObjReader &reader, KVORA_ENV env) {
-    KVORAObject::readPrimitive(reader, env);
+    KVORASimpleAlgorithmAbstractData::readPrimitive(reader, env);
     kvoraRead(reader, KVORA_KWD(ivRow), ivRow, env);
     kvoraRead(reader, KVORA_KWD(ivTarget), ivTarget, env);
     kvoraRead(reader, KVORA_KWD(ivCurrentRow), ivCurrentRow, env);
@@ -54,7 +54,7 @@ void KVORASparseToDenseData::readPrimitive(KVORAObjReader &reader, KVORA_ENV env
 }
 
 void KVORASparseToDenseData::writePrimitive(KVORAObjWriter &writer, KVORA_ENV env) const {
-    KVORAObject::writePrimitive(writer, env);
+    KVORASimpleAlgorithmAbstractData::writePrimitive(writer, env);
     kvoraWrite(writer, KVORA_KWD(ivRow), ivRow, env);
     kvoraWrite(writer, KVORA_KWD(ivTarget), ivTarget, env);
     kvoraWrite(writer, KVORA_KWD(ivCurrentRow), ivCurrentRow, env);
@@ -63,7 +63,7 @@ void KVORASparseToDenseData::writePrimitive(KVORAObjWriter &writer, KVORA_ENV en
 
 void KVORASparseToDenseData::releasePrimitive(KVORA_ENV env) {
     ivRow.reset(env);
-    KVORAObject::releasePrimitive(env);
+    KVORASimpleAlgorithmAbstractData::releasePrimitive(env);
 }
 
 int32_t KVORASparseToDenseData::beginDataScan(int32_t, KVORA_ENV) {
