@@ -86,14 +86,14 @@ QrvDatasetWriter::QrvDatasetWriter(const std::string &out, std::vector<QrvColumn
     tmpData_ = out_ + tag;
     tmpInfo_ = out_ + tag + ".info";
     qrvloadRegisterTemp(tmpData_);
-    file_ = std::fopen(tmpData_.c_str(), "w+b");
-    if (!file_) qrvloadFail(kExitUsage, "cannot write " + tmpData_ + ": " + std::strerror(errno));
+    fd_ = ::open(tmpData_.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0644);
+    if (fd_ < 0) qrvloadFail(kExitUsage, "cannot write " + tmpData_ + ": " + std::strerror(errno));
     size_t rowsPerBuffer = std::max<size_t>(1, kWriteBuffer / rowBytes_);
     buf_.resize(rowsPerBuffer * rowBytes_);
 }
 
 QrvDatasetWriter::~QrvDatasetWriter() {
-    if (file_) std::fclose(file_);
+    if (fd_ >= 0) ::close(fd_);
     if (!committed_) {
         std::remove(tmpData_.c_str());
         qrvloadForgetTemp(tmpData_);
@@ -102,8 +102,13 @@ QrvDatasetWriter::~QrvDatasetWriter() {
 
 void QrvDatasetWriter::flush() {
     if (fill_ == 0) return;
-    if (std::fwrite(buf_.data(), 1, fill_, file_) != fill_)
-        qrvloadFail(kExitUsage, "cannot write " + tmpData_ + " (disk full?)");
+    size_t done = 0;
+    while (done < fill_) {
+        ssize_t n = ::write(fd_, buf_.data() + done, fill_ - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) qrvloadFail(kExitUsage, "cannot write " + tmpData_ + " (disk full?)");
+        done += static_cast<size_t>(n);
+    }
     flushedBytes_ += fill_;
     fill_ = 0;
 }
@@ -116,14 +121,12 @@ void QrvDatasetWriter::patch(uint64_t row, size_t column, double value) {
     }
     unsigned char bytes[8];
     putReal(bytes, value);
-    if (::pwrite(fileno(file_), bytes, 8, static_cast<off_t>(offset)) != 8)
+    if (::pwrite(fd_, bytes, 8, static_cast<off_t>(offset)) != 8)
         qrvloadFail(kExitUsage, "cannot write " + tmpData_);
 }
 
 void QrvDatasetWriter::commit() {
     flush();
-    if (std::fflush(file_) != 0) qrvloadFail(kExitUsage, "cannot write " + tmpData_ + " (disk full?)");
-    const uint64_t total = rows_ * rowBytes_;
 
     // Piece boundaries, in rows.
     std::vector<uint64_t> bounds{0};
@@ -151,15 +154,15 @@ void QrvDatasetWriter::commit() {
         for (size_t i = n; i-- > 1;) {
             tmpPieces[i] = tmpData_ + "." + std::to_string(i);
             qrvloadRegisterTemp(tmpPieces[i]);
-            copyRange(fileno(file_), bounds[i] * rowBytes_, (bounds[i + 1] - bounds[i]) * rowBytes_, tmpPieces[i], copyBuf);
-            if (::ftruncate(fileno(file_), static_cast<off_t>(bounds[i] * rowBytes_)) != 0)
+            copyRange(fd_, bounds[i] * rowBytes_, (bounds[i + 1] - bounds[i]) * rowBytes_, tmpPieces[i], copyBuf);
+            if (::ftruncate(fd_, static_cast<off_t>(bounds[i] * rowBytes_)) != 0)
                 qrvloadFail(kExitUsage, "cannot truncate " + tmpData_);
         }
         tmpPieces[0] = tmpData_;
     }
-    if (std::fclose(file_) != 0) qrvloadFail(kExitUsage, "cannot write " + tmpData_);
-    file_ = nullptr;
-    (void)total;
+    const int fd = fd_;
+    fd_ = -1;
+    if (::close(fd) != 0) qrvloadFail(kExitUsage, "cannot write " + tmpData_ + " (disk full?)");
 
     // Replace whatever dataset stood under this name, single or in pieces.
     if (pieces_.kind == QrvPieceSpec::Single) {

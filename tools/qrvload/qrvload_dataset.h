@@ -67,7 +67,7 @@ private:
     QrvPieceSpec pieces_;
     size_t rowBytes_;
     std::string tmpData_, tmpInfo_;
-    FILE *file_ = nullptr;
+    int fd_ = -1;  // raw descriptor: no second buffer between flush() and patch()
     std::vector<unsigned char> buf_;
     size_t fill_ = 0;
     uint64_t flushedBytes_ = 0;
