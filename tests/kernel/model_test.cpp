@@ -1,0 +1,348 @@
+// The model base: input fields by usage and their places, the state machine
+// of setMiningMode, beginDataScan and endDataScan (worked from the transitions
+// 0 -> m -> 100+m -> -m), the choice of the best candidate by the model scores,
+// and the input lists crossing a stream as field names.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kernel/kvora_datapoint.h"
+#include "kernel/kvora_field.h"
+#include "kernel/kvora_fieldnamemap.h"
+#include "kernel/kvora_model.h"
+#include "kernel/kvora_modelglobalvars.h"
+#include "kernel/kvora_numfield.h"
+#include "util/kvora_binobjreader.h"
+#include "util/kvora_binobjwriter.h"
+#include "util/kvora_debug.h"
+#include "util/kvora_objio.h"
+#include "util/kvora_streamblobreader.h"
+#include "util/kvora_streamblobwriter.h"
+
+// A model whose primitives answer what the test sets, and which records what
+// the base tells it.
+class KVORAModelTestModel : public KVORAModel {
+    KVORA_OBJECT_DECL(KVORAModelTestModel)
+public:
+    int32_t ivModeAnswer = 1;
+    int32_t ivBeginAnswer = 1;
+    int32_t ivEndAnswer = 0;
+    int32_t ivBegins = 0;
+    int32_t ivEnds = 0;
+    int32_t ivBestModel = -1;             // what setBestModel got
+    int32_t ivTargetsWhenTold = -1;       // target count when targetFieldAdded came
+    std::vector<int32_t> ivAddedUsages;   // fieldAdded calls
+    std::vector<KVORAModelScores> ivScores;
+
+    static void scan(KVORADataScan *, int32_t, KVORA_ENV) {}
+
+    void targetFieldAdded(KVORAFieldNameMap *) override { ivTargetsWhenTold = ivTargetFields.getSize(); }
+    void fieldAdded(KVORAField *, int32_t usage, KVORA_ENV) override { ivAddedUsages.push_back(usage); }
+    int32_t setMiningModePrimitive(int32_t, const KVORAXaRay<int32_t, 1> *, KVORAModelOutputPair *,
+                                   KVORA_ENV) override { return ivModeAnswer; }
+    int32_t beginDataScanPrimitive(KVORA_ENV) override {
+        ++ivBegins;
+        return ivBeginAnswer;
+    }
+    int32_t endDataScanPrimitive(int32_t, KVORA_ENV) override {
+        ++ivEnds;
+        return ivEndAnswer;
+    }
+    void updateWithoutDataScanPrimitive(KVORA_ENV) override {}
+    void initIterationPrimitive(KVORA_ENV) override {}
+    void finishIterationPrimitive(KVORA_ENV) override {}
+    void writeModelXML(KVORAXMLTag &, KVORA_ENV) override {}
+    int32_t getNumCandidateModels() const override { return static_cast<int32_t>(ivScores.size()); }
+    double getPredictionVariance() const override { return 0.0; }
+    void computeScores(KVORAXaRay<KVORAModelScores, 1> &scores, KVORA_ENV env) override {
+        for (const KVORAModelScores &s : ivScores) scores.copyAppend(s, env);
+    }
+    double getDegreesOfFreedom() const override { return 0.0; }
+    void resetPrediction(KVORA_ENV) override {}
+    int32_t getBestModelIndex() const override { return ivBestModel; }
+    void setBestModel(int32_t index, KVORA_ENV) override { ivBestModel = index; }
+    void calibratePrediction(KVORA_ENV) override {}
+    void finishPrediction(KVORA_ENV) override {}
+    void score(KVORA_ENV) override {}
+    void reservedModelOperationA() override {}
+    void reservedModelOperationB() override {}
+    KVORAUpdateFunc getUpdateFunction() const override { return ivModelState > 100 ? &scan : nullptr; }
+    KVORAUpdateFunc getAltUpdateFunction() const override { return nullptr; }
+};
+
+KVORA_OBJECT_IMPL(KVORAModelTestModel, KVORAModel, 0)
+
+namespace {
+
+KVORAField *addNumField(KVORADataPoint &dataPoint, const char *name, int32_t purpose, KVORA_ENV env)
+{
+    KVORANumField *field = new KVORANumField();
+    kvoraMemAccount(field->getObjectSize(), env);
+    field->setName(KV2AscString(name));
+    field->setPurpose(purpose);
+    EXPECT_EQ(dataPoint.addField(field, env), 1);
+    return field;
+}
+
+std::string failureOf(const std::function<void(KVORA_ENV)> &f)
+{
+    KVORAEnv *env = nullptr;
+    testing::internal::CaptureStderr();
+    bool failed = false;
+    try {
+        f(env);
+    } catch (int) {
+        failed = true;
+    }
+    std::string err = testing::internal::GetCapturedStderr();
+    return failed ? err : std::string("(no failure)");
+}
+
+bool contains(const std::string &text, const char *part) { return text.find(part) != std::string::npos; }
+
+KVORAModelScores scoresOf(double kind1, double kind2, double weight)
+{
+    KVORAModelScores s;
+    s.setValue(1, kind1);
+    s.setValue(2, kind2);
+    s.ivSampleWeight = weight;
+    return s;
+}
+
+struct ModelFixture : public ::testing::Test {
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORAModelTestModel> model;
+    void SetUp() override {
+        model.reset(new KVORAModelTestModel(), env);
+        model->ivScores.push_back(scoresOf(0.0, 0.0, 0.0));
+    }
+    void TearDown() override { model.reset(env); }
+};
+
+}  // namespace
+
+// ---- input fields ----
+
+TEST(ModelFields, UsagesGoToTheirListsAndPlacesAreFound)
+{
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORADataPoint> dp;
+    dp.reset(new KVORADataPoint(), env);
+    KVORAField *t = addNumField(*dp, "t", 1, env);
+    KVORAField *x = addNumField(*dp, "x", 2, env);
+    KVORAField *y = addNumField(*dp, "y", 3, env);
+    KVORAField *line = addNumField(*dp, "line", 7, env);
+    KVORAField *w = addNumField(*dp, "w", 2, env);
+    KVORAField *v = addNumField(*dp, "v", 2, env);
+
+    KVORAOwnPtr<KVORAModelTestModel> m;
+    m.reset(new KVORAModelTestModel(), env);
+    m->addInputField(x, 2, nullptr, env);
+    m->addInputField(t, 1, nullptr, env);
+    m->addInputField(y, 3, nullptr, env);
+    m->addInputField(line, 7, nullptr, env);
+    m->addInputField(w, 5, nullptr, env);
+    m->addInputField(v, 6, nullptr, env);
+
+    EXPECT_EQ(m->ivTargetsWhenTold, 0);  // told before the target entered
+    EXPECT_EQ(m->ivAddedUsages, (std::vector<int32_t>{2, 1, 3, 7, 5, 6}));
+    ASSERT_EQ(m->getNumTargetFields(), 1);
+    EXPECT_EQ(m->ivTargetFields[1].ivFieldPtr, t);
+    ASSERT_EQ(m->getNumExplanatoryFields(), 3);
+    EXPECT_EQ(m->ivExplanatoryFields[2].ivFieldPtr, y);
+    EXPECT_EQ(m->ivExplanatoryFields[3].ivUsage, 7);
+    EXPECT_EQ(m->ivCaseWeightFieldPtr, w);
+    EXPECT_EQ(m->ivInvVarWeightFieldPtr, v);
+
+    // Places count from 1 in their list; each lookup knows its own usage.
+    EXPECT_EQ(m->getExplanatoryFieldOrder(x), 1);
+    EXPECT_EQ(m->getExplanatoryFieldOrder(y), 0);  // usage 3 is not usage 2
+    EXPECT_EQ(m->getExplanatoryFieldOrder(line), 0);
+    EXPECT_EQ(m->getLineNumberFieldOrder(line), 3);
+    EXPECT_EQ(m->getLineNumberFieldOrder(x), 0);
+    EXPECT_EQ(m->getTargetFieldOrder(t), 1);
+    EXPECT_EQ(m->getTargetFieldOrder(x), 0);
+    EXPECT_EQ(m->getTargetFieldOrder(w), 0);
+
+    for (int32_t bad : {0, 8, -1}) {
+        std::string err = failureOf([&](KVORA_ENV e) { m->addInputField(x, bad, nullptr, e); });
+        EXPECT_TRUE(contains(err, "Invalid model input field usage type")) << bad << ": " << err;
+    }
+    EXPECT_EQ(m->getNumExplanatoryFields(), 3);
+
+    m->clearFields(env);
+    EXPECT_EQ(m->getNumTargetFields(), 0);
+    EXPECT_EQ(m->getNumExplanatoryFields(), 0);
+    EXPECT_EQ(m->ivCaseWeightFieldPtr, nullptr);
+    EXPECT_EQ(m->ivInvVarWeightFieldPtr, nullptr);
+    m.reset(env);
+    dp.reset(env);
+}
+
+TEST(ModelFields, InputListsCrossAStreamAsNamesResolvedOnTheReadingSide)
+{
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORADataPoint> dp, workerDp;
+    KVORAOwnPtr<KVORAFieldNameMap> workerMap;
+    dp.reset(new KVORADataPoint(), env);
+    workerDp.reset(new KVORADataPoint(), env);
+    workerMap.reset(new KVORAFieldNameMap(), env);
+    KVORAField *t = addNumField(*dp, "t", 1, env);
+    KVORAField *x = addNumField(*dp, "x", 2, env);
+    KVORAField *line = addNumField(*dp, "line", 7, env);
+    KVORAField *w = addNumField(*dp, "w", 2, env);
+    // The worker's fields: same names, other objects, another order.
+    KVORAField *wLine = addNumField(*workerDp, "line", 7, env);
+    KVORAField *wX = addNumField(*workerDp, "x", 2, env);
+    KVORAField *wT = addNumField(*workerDp, "t", 1, env);
+    KVORAField *wW = addNumField(*workerDp, "w", 2, env);
+    workerMap->fillFromDataPoint(*workerDp, env);
+
+    KVORAOwnPtr<KVORAModelTestModel> m, back;
+    m.reset(new KVORAModelTestModel(), env);
+    m->addInputField(t, 1, nullptr, env);
+    m->addInputField(x, 2, nullptr, env);
+    m->addInputField(line, 7, nullptr, env);
+    m->addInputField(w, 5, nullptr, env);
+    m->ivNumAddDegreesOfFreedom = 3;
+    m->ivModelState = 101;
+
+    std::stringstream ss;
+    {
+        KVOStreamBlobWriter blob(&ss);
+        KVORABinObjWriter writer(&blob, 0);
+        kvoraWrite(writer, *m, env);
+    }
+    back.reset(new KVORAModelTestModel(), env);
+    {
+        KVOStreamBlobReader blob(&ss);
+        KVORABinObjReader reader(&blob);
+        reader.registerBackPointer(KVORAFieldNameMap::cvBackPtrName, workerMap.get(), env);
+        kvoraRead(reader, *back, env);
+    }
+    ASSERT_EQ(back->getNumTargetFields(), 1);
+    EXPECT_EQ(back->ivTargetFields[1].ivFieldPtr, wT);
+    EXPECT_EQ(back->ivTargetFields[1].ivUsage, 1);
+    ASSERT_EQ(back->getNumExplanatoryFields(), 2);
+    EXPECT_EQ(back->ivExplanatoryFields[1].ivFieldPtr, wX);
+    EXPECT_EQ(back->ivExplanatoryFields[2].ivFieldPtr, wLine);
+    EXPECT_EQ(back->getLineNumberFieldOrder(wLine), 2);  // usage from the field's purpose
+    EXPECT_EQ(back->ivCaseWeightFieldPtr, wW);
+    EXPECT_EQ(back->ivInvVarWeightFieldPtr, nullptr);
+    EXPECT_EQ(back->ivNumAddDegreesOfFreedom, 3);
+    EXPECT_EQ(back->ivModelState, 101);
+    EXPECT_EQ(back->ivMergeWithSerialNumber, m->ivSerialNumber);
+    EXPECT_EQ(back->ivUpdateFunc, &KVORAModelTestModel::scan);  // set anew for state 101
+
+    m.reset(env);
+    back.reset(env);
+    workerMap.reset(env);
+    workerDp.reset(env);
+    dp.reset(env);
+}
+
+// ---- states ----
+
+TEST_F(ModelFixture, MiningModeIsStoredOnlyWhenTheModelTakesIt)
+{
+    model->ivModeAnswer = 0;
+    EXPECT_EQ(model->setMiningMode(1, env), 0);
+    EXPECT_EQ(model->getModelState(), 0);
+    model->ivModeAnswer = 1;
+    EXPECT_EQ(model->setMiningMode(3, env), 1);
+    EXPECT_EQ(model->getModelState(), 3);
+}
+
+TEST_F(ModelFixture, ScanRunsFromModeToScanningToFinished)
+{
+    ASSERT_EQ(model->setMiningMode(1, env), 1);
+    // Not scanning yet: an end does nothing and says done.
+    EXPECT_EQ(model->endDataScan(0, env), 1);
+    EXPECT_EQ(model->ivEnds, 0);
+
+    EXPECT_EQ(model->beginDataScan(env), 1);
+    EXPECT_EQ(model->getModelState(), 101);
+    EXPECT_EQ(model->ivUpdateFunc, &KVORAModelTestModel::scan);
+    // Already scanning: answered without asking the primitive.
+    EXPECT_EQ(model->beginDataScan(env), 1);
+    EXPECT_EQ(model->ivBegins, 1);
+
+    // The primitive is not done: still scanning, no scores.
+    model->ivEndAnswer = 0;
+    EXPECT_EQ(model->endDataScan(0, env), 0);
+    EXPECT_EQ(model->getModelState(), 101);
+    EXPECT_EQ(model->ivBestModel, -1);
+
+    model->ivEndAnswer = 1;
+    EXPECT_EQ(model->endDataScan(0, env), 1);
+    EXPECT_EQ(model->getModelState(), -1);
+    EXPECT_EQ(model->ivBestModel, 1);  // scores evaluated
+    EXPECT_EQ(model->ivUpdateFunc, nullptr);
+    EXPECT_EQ(model->ivEnds, 2);
+}
+
+TEST_F(ModelFixture, ARefusedBeginFinishesTheModeAtOnce)
+{
+    model->ivBeginAnswer = 0;
+    model->ivModelState = 4;
+    EXPECT_EQ(model->beginDataScan(env), 0);
+    EXPECT_EQ(model->getModelState(), -4);
+    EXPECT_EQ(model->ivBestModel, 1);
+
+    // Modes 7 and 10 finish without scores.
+    for (int32_t mode : {7, 10}) {
+        model->ivBestModel = -1;
+        model->ivModelState = mode;
+        EXPECT_EQ(model->beginDataScan(env), 0);
+        EXPECT_EQ(model->getModelState(), -mode);
+        EXPECT_EQ(model->ivBestModel, -1) << mode;
+    }
+}
+
+TEST_F(ModelFixture, StatesOutsideTheModesAreInvalid)
+{
+    for (int32_t state : {0, 11, -1}) {
+        model->ivModelState = state;
+        std::string err = failureOf([&](KVORA_ENV e) { model->beginDataScan(e); });
+        EXPECT_TRUE(contains(err, "Invalid model state")) << state << ": " << err;
+    }
+    model->ivModelState = 111;
+    model->ivEndAnswer = 1;
+    std::string err = failureOf([&](KVORA_ENV e) { model->endDataScan(0, e); });
+    EXPECT_TRUE(contains(err, "Invalid model state")) << err;
+}
+
+// ---- scores ----
+
+TEST_F(ModelFixture, BestCandidateIsTheSmallestScoreWithTiesToTheLowerIndex)
+{
+    auto finishWith = [&](int32_t mode, std::vector<KVORAModelScores> scores) {
+        model->ivScores = scores;
+        model->ivBestModel = -1;
+        model->ivModelState = 100 + mode;
+        model->ivEndAnswer = 1;
+        model->endDataScan(0, env);
+        return model->ivBestModel;
+    };
+    // Kind 1: 5, 3, 3, 4 -> the first 3, at index 2.
+    EXPECT_EQ(finishWith(1, {scoresOf(5, 0, 0), scoresOf(3, 0, 0), scoresOf(3, 0, 0), scoresOf(4, 0, 0)}), 2);
+    // The last entry can win.
+    EXPECT_EQ(finishWith(2, {scoresOf(5, 0, 0), scoresOf(3, 0, 0), scoresOf(1, 0, 0)}), 3);
+    // A first value that is not above 0 takes the first entry.
+    EXPECT_EQ(finishWith(1, {scoresOf(0, 0, 0), scoresOf(-3, 0, 0)}), 1);
+    EXPECT_EQ(finishWith(1, {scoresOf(-1, 0, 0), scoresOf(-3, 0, 0)}), 1);
+
+    // Mode 8 uses kind 2 unless the second entry weighs less than 1.0.
+    EXPECT_EQ(finishWith(8, {scoresOf(2, 1, 0), scoresOf(1, 5, 1.0)}), 1);
+    EXPECT_EQ(finishWith(8, {scoresOf(2, 1, 0), scoresOf(1, 5, 0.5)}), 2);
+    // Mode 9 is kind 1 whatever the weights.
+    EXPECT_EQ(finishWith(9, {scoresOf(2, 1, 0), scoresOf(1, 5, 1.0)}), 2);
+
+    std::string err = failureOf([&](KVORA_ENV) { finishWith(1, {}); });
+    EXPECT_TRUE(contains(err, "modelScores.getSize() > 0") &&
+                contains(err, "Model scores vector not initialized by derived class")) << err;
+}
