@@ -140,7 +140,6 @@ bool QrvExternalSorter::next(QrvSortRecord &r) {
 void QrvExternalSorter::mergeInto(std::vector<std::string> &inputs, size_t first, size_t count,
                                   const std::string &out) {
     QrvExternalSorter part(memory_, stem_);
-    part.runSerial_ = 0;
     // The partial merge reuses the final-merge machinery on a subset of runs.
     part.runs_.assign(inputs.begin() + static_cast<std::ptrdiff_t>(first),
                       inputs.begin() + static_cast<std::ptrdiff_t>(first + count));
