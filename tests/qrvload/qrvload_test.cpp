@@ -190,6 +190,17 @@ TEST(QrvloadGraph, ExternalSortAgreesWithTheGroupingRule) {
     EXPECT_EQ(big.out.find("sorted on disk"), std::string::npos) << big.out;
     EXPECT_TRUE(qrvtest::readFile(dir + "/small") == want);
     EXPECT_TRUE(qrvtest::readFile(dir + "/big") == want);
+    // Sort runs elsewhere, and gone afterwards; a budget below 64K is refused.
+    std::filesystem::create_directory(dir + "/runs");
+    auto elsewhere = load(dir, {"graph", "edges.csv", "other", "--memory", "100K", "--temp-dir", "runs"});
+    ASSERT_EQ(elsewhere.status, 0) << elsewhere.err;
+    EXPECT_TRUE(qrvtest::readFile(dir + "/other") == want);
+    EXPECT_TRUE(listDir(dir + "/runs").empty());
+    EXPECT_EQ(load(dir, {"graph", "edges.csv", "x", "--memory", "1K"}).status, 1);
+    std::filesystem::remove_all(dir + "/other");
+    std::filesystem::remove_all(dir + "/other.info");
+    std::filesystem::remove_all(dir + "/runs");
+
     // And back: the edges come out grouped and sorted, every one of them.
     auto dump = load(dir, {"dump", "small", "--edges"});
     ASSERT_EQ(dump.status, 0) << dump.err;
