@@ -52,16 +52,19 @@ public:
 
     // Public for the job layer's own tests; the run uses them through the above.
     void sendStream(std::stringstream &stream, int32_t destination);
-    int32_t receiveStream(std::stringstream &stream);
+    // `source` -1 takes the size message from any rank; collect names the child,
+    // so that a child of a later stage, already sending, cannot overtake.
+    int32_t receiveStream(std::stringstream &stream, int32_t source = -1);
     void mergeResultStreams(std::stringstream &received, std::stringstream &own, KVORAFieldNameMap *fieldNameMap,
                             KVORA_ENV env);
     void applyResultStream(KVORAFieldNameMap *fieldNameMap, std::stringstream &stream, KVORA_ENV env);
 
-private:
     void writeDistribution(std::stringstream &stream, KVORAOwnPtr<KVORAModel> &model,
                            KVORAOwnPtr<KVORADataPoint> &dataPoint, KVORAOwnPtr<KVORAObject> &modelOutputPair,
                            KVORAOwnPtr<KVORAMultiScan> &liftData, KVORAOwnPtr<KVORAMultiScan> &modelSensitivity,
                            int32_t scanPurpose, KVORA_ENV env);
+
+private:
     void readDistribution(std::stringstream &stream, KVORAOwnPtr<KVORAModel> &model,
                           KVORAOwnPtr<KVORADataPoint> &dataPoint, KVORAOwnPtr<KVORAFieldNameMap> &fieldNameMap,
                           KVORAOwnPtr<KVORAObject> &modelOutputPair, KVORAOwnPtr<KVORAMultiScan> &liftData,
@@ -74,7 +77,7 @@ private:
     void sendToChildren(std::stringstream *stream);
     void sendValidationRows(int32_t destination, const KVORAArray<int32_t> &rowNumbers,
                             const KVORAArray<double> &actualValues, const KVORAArray<double> &predictedValues);
-    void receiveValidationRows(KVORAArray<int32_t> &rowNumbers, KVORAArray<double> &actualValues,
+    void receiveValidationRows(int32_t source, KVORAArray<int32_t> &rowNumbers, KVORAArray<double> &actualValues,
                                KVORAArray<double> &predictedValues, KVORA_ENV env);
     void appendValidationRows(KVORAArray<int32_t> &rowNumbers, KVORAArray<double> &actualValues,
                               KVORAArray<double> &predictedValues, const KVORAArray<int32_t> &moreRowNumbers,

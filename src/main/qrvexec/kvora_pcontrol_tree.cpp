@@ -113,11 +113,11 @@ void KVORAPControl::sendStream(std::stringstream &stream, int32_t destination) {
     stream.clear();
 }
 
-int32_t KVORAPControl::receiveStream(std::stringstream &stream) {
+int32_t KVORAPControl::receiveStream(std::stringstream &stream, int32_t source) {
     int32_t size32 = 0;
     MPI_Status status;
-    MPI_Recv(&size32, 1, MPI_INT32_T, MPI_ANY_SOURCE, kTagSize, MPI_COMM_WORLD, &status);
-    const int source = status.MPI_SOURCE;
+    MPI_Recv(&size32, 1, MPI_INT32_T, source < 0 ? MPI_ANY_SOURCE : source, kTagSize, MPI_COMM_WORLD, &status);
+    const int sender = status.MPI_SOURCE;
     if (size32 == 0) return 0;
     if (size32 < 0) {
         kvoraAssertFailCause("size >= 0", "Negative object stream size received", KVORA_PLACE);
@@ -127,7 +127,7 @@ int32_t KVORAPControl::receiveStream(std::stringstream &stream) {
     for (int64_t i = 0; i < chunks; ++i) {
         const int64_t length = i + 1 < chunks ? kChunkBytes : size - i * kChunkBytes;
         std::vector<char> buffer(static_cast<size_t>(length));
-        MPI_Recv(buffer.data(), static_cast<int>(length), MPI_CHAR, source, kTagChunk, MPI_COMM_WORLD, &status);
+        MPI_Recv(buffer.data(), static_cast<int>(length), MPI_CHAR, sender, kTagChunk, MPI_COMM_WORLD, &status);
         stream.clear();
         if (stream.tellg() > 0) stream.seekg(0, std::ios::end);
         stream.seekp(0, std::ios::end);
@@ -283,7 +283,9 @@ int32_t KVORAPControl::collect(KVORAOwnPtr<KVORAModel> &model, KVORAOwnPtr<KVORA
                 sendStream(own, static_cast<int32_t>(ivRank - step));
             } else if (ivRank + step < ivSize) {
                 std::stringstream received(std::ios::in | std::ios::out | std::ios::binary);
-                receiveStream(received);
+                // From this stage's child by name: rank 0 merges 1, 2, 4, ... in
+                // that order on every run, so that sums come out the same.
+                receiveStream(received, static_cast<int32_t>(ivRank + step));
                 mergeResultStreams(received, own, fieldNameMap.get(), env);
             }
         }
@@ -344,7 +346,7 @@ int32_t KVORAPControl::collectValidationRows(KVORAArray<int32_t> &rowNumbers, KV
                 KVORAArray<int32_t> moreRows;
                 KVORAArray<double> moreActual;
                 KVORAArray<double> morePredicted;
-                receiveValidationRows(moreRows, moreActual, morePredicted, env);
+                receiveValidationRows(static_cast<int32_t>(ivRank + step), moreRows, moreActual, morePredicted, env);
                 appendValidationRows(rowNumbers, actualValues, predictedValues, moreRows, moreActual,
                                      morePredicted, env);
                 moreRows.reset(env);
@@ -388,11 +390,11 @@ void KVORAPControl::sendValidationRows(int32_t destination, const KVORAArray<int
     MPI_Send(predicted.data(), n, MPI_DOUBLE, destination, kTagRows, MPI_COMM_WORLD);
 }
 
-void KVORAPControl::receiveValidationRows(KVORAArray<int32_t> &rowNumbers, KVORAArray<double> &actualValues,
+void KVORAPControl::receiveValidationRows(int32_t child, KVORAArray<int32_t> &rowNumbers, KVORAArray<double> &actualValues,
                                           KVORAArray<double> &predictedValues, KVORA_ENV env) {
     int32_t n = 0;
     MPI_Status status;
-    MPI_Recv(&n, 1, MPI_INT32_T, MPI_ANY_SOURCE, kTagRowCount, MPI_COMM_WORLD, &status);
+    MPI_Recv(&n, 1, MPI_INT32_T, child, kTagRowCount, MPI_COMM_WORLD, &status);
     const int source = status.MPI_SOURCE;
     if (n < 0) kvoraAssertFailCause("n >= 0", "Negative validation row count received", KVORA_PLACE);
     std::vector<int32_t> rows(static_cast<size_t>(n));
