@@ -50,9 +50,12 @@ public:
     // Writes this object's result under `keyword` if it has one, then passes
     // the call on to the data-scan objects that it owns.
     void writeScanResult(KVORAObjWriter &writer, const KVORAKeyword &keyword, KVORA_ENV env) const;
-    // The absolute value of ivMergeWithSerialNumber.
+    // The absolute value of ivMergeWithSerialNumber. Negated in unsigned
+    // arithmetic, so that the most negative number read from a corrupted
+    // stream stays itself (and is found nowhere) instead of overflowing.
     int32_t getMergeWithSerialNumber() const {
-        return ivMergeWithSerialNumber < 0 ? -ivMergeWithSerialNumber : ivMergeWithSerialNumber;
+        if (ivMergeWithSerialNumber >= 0) return ivMergeWithSerialNumber;
+        return static_cast<int32_t>(0u - static_cast<uint32_t>(ivMergeWithSerialNumber));
     }
     // Sets both update functions anew from the current state.
     void setUpdateFunctions() {
