@@ -1,0 +1,146 @@
+// The model report file: the intermediate names, the tag tree in its order
+// with the model's own output and the validation rows, the choice of the
+// ASCII form, and the fatal report when the file cannot be written.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "control/kvora_XML_handler.h"
+#include "control/kvora_XML_tag.h"
+#include "qrv_run.h"
+#include "qrvexec/kvora_model_report.h"
+#include "qrvexec/kvora_runvalues.h"
+#include "simple_algorithm/kvora_simple_algorithm.h"
+#include "simple_algorithm/kvora_simple_algorithm_data.h"
+#include "util/kvora_objio.h"
+
+// A data object whose report output is one known tag.
+class KVORAReportTestData : public KVORASimpleAlgorithmAbstractData {
+    KVORA_OBJECT_DECL(KVORAReportTestData)
+public:
+    void writeXMLParameters(KVORAXMLTag &tag, KVORA_ENV env) override {
+        tag.addLeafTag("Iterations", env).setValue("7", env);
+    }
+};
+KVORA_OBJECT_IMPL(KVORAReportTestData, KVORASimpleAlgorithmAbstractData, 0)
+
+namespace {
+
+TEST(ModelReportName, IntermediateNamesGoBeforeTheLastDot) {
+    EXPECT_EQ(kvoraModelReportFileName("model.xml", 3), "model_intermediate_3.xml");
+    EXPECT_EQ(kvoraModelReportFileName("out", 1), "out_intermediate_1");
+    // A dot in a directory counts when the file name has none.
+    EXPECT_EQ(kvoraModelReportFileName("a.b/c", 1), "a_intermediate_1.b/c");
+    EXPECT_EQ(kvoraModelReportFileName("r.v1.xml", 12), "r.v1_intermediate_12.xml");
+    EXPECT_EQ(kvoraModelReportFileName("model.xml", 0), "model_intermediate_0.xml");
+    // The final report keeps the name.
+    EXPECT_EQ(kvoraModelReportFileName("model.xml", -1), "model.xml");
+}
+
+TEST(ModelReportName, OnlyIdentifiersTwoAndSevenUseTheAsciiForm) {
+    EXPECT_EQ(kvoraModelReportUsesXML(2), 0);
+    EXPECT_EQ(kvoraModelReportUsesXML(7), 0);
+    for (int32_t id : {0, 1, 3, 6, 8, 17, 24}) EXPECT_EQ(kvoraModelReportUsesXML(id), 1) << id;
+}
+
+class ModelReportTest : public testing::Test {
+protected:
+    void SetUp() override {
+        model.create(env);
+        KVORAReportTestData *data = new KVORAReportTestData();
+        kvoraMemAccount(data->getObjectSize(), env);
+        model->ivDataPtr.reset(data, env);
+        dir = qrvtest::makeTempDir("qrvreport");
+        kvoraParamFileName = "p.xml";
+        kvoraInputFileName = "in.bin";
+    }
+    void TearDown() override {
+        model.reset(env);
+        rows.reset(env);
+        actual.reset(env);
+        predicted.reset(env);
+    }
+    // The report read back; false when it cannot be read.
+    bool readBack(const std::string &path, KVORAXMLHandler &handler) { return handler.readXMLFile(path.c_str(), env); }
+
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORASimpleAlgorithmModel> model;
+    KVORAArray<int32_t> rows;
+    KVORAArray<double> actual;
+    KVORAArray<double> predicted;
+    std::string dir;
+};
+
+TEST_F(ModelReportTest, ReportHoldsInputsDateAndModelOutputInOrder) {
+    const std::string name = dir + "/model.xml";
+    kvoraWriteModelReport(2, *model, nullptr, 1, rows, actual, predicted, env, name.c_str());
+    EXPECT_FALSE(qrvtest::fileExists(name));
+    const std::string written = dir + "/model_intermediate_2.xml";
+    ASSERT_TRUE(qrvtest::fileExists(written));
+    KVORAXMLHandler handler(env);
+    ASSERT_TRUE(readBack(written, handler));
+    KVORAXMLTag &report = handler.getTagByLongName("QRVReport", env);
+    ASSERT_EQ(report.getNumChildren(), 2);  // no validation rows: no ValidationResults
+    EXPECT_EQ(report.getChild(1).ivName, "QRVInput");
+    EXPECT_EQ(report.getChild(2).ivName, "ModelOutput");
+    KVORAXMLTag &input = report.getChild(1);
+    ASSERT_EQ(input.getNumChildren(), 3);
+    EXPECT_EQ(input.getChild(1).ivName, "InputParametersFileName");
+    EXPECT_EQ(input.getChild(1).getValue(), "p.xml");
+    EXPECT_EQ(input.getChild(2).ivName, "InputDataFileName");
+    EXPECT_EQ(input.getChild(2).getValue(), "in.bin");
+    EXPECT_EQ(input.getChild(3).ivName, "Date");
+    // ctime's form without its line end: "Www Mmm dd hh:mm:ss yyyy".
+    EXPECT_EQ(input.getChild(3).getValue().size(), 24);
+    EXPECT_EQ(handler.getTagByLongName("QRVReport/ModelOutput/Iterations", env).getValue(), "7");
+    handler.releasePrimitive(env);
+
+    // The final report keeps the name.
+    kvoraWriteModelReport(-1, *model, nullptr, 1, rows, actual, predicted, env, name.c_str());
+    EXPECT_TRUE(qrvtest::fileExists(name));
+}
+
+TEST_F(ModelReportTest, ValidationRowsBecomeThreeBlankLedTexts) {
+    rows.copyAppend(3, env);
+    rows.copyAppend(10, env);
+    actual.copyAppend(1.5, env);
+    actual.copyAppend(-2.0, env);
+    predicted.copyAppend(0.125, env);
+    predicted.copyAppend(1234567.0, env);
+    const std::string name = dir + "/v.xml";
+    kvoraWriteModelReport(-1, *model, nullptr, 1, rows, actual, predicted, env, name.c_str());
+    KVORAXMLHandler handler(env);
+    ASSERT_TRUE(readBack(name, handler));
+    // Default stream format: six significant digits. Each value is led by a
+    // blank; a tag's value is kept trimmed, so the first blank does not show.
+    EXPECT_EQ(handler.getTagByLongName("QRVReport/ValidationResults/RecordNumber", env).getValue(), "3 10");
+    EXPECT_EQ(handler.getTagByLongName("QRVReport/ValidationResults/ActualValue", env).getValue(), "1.5 -2");
+    EXPECT_EQ(handler.getTagByLongName("QRVReport/ValidationResults/PredictedValue", env).getValue(),
+              "0.125 1.23457e+06");
+    handler.releasePrimitive(env);
+}
+
+TEST_F(ModelReportTest, UnwritableFileIsReport2301) {
+    const std::string name = dir + "/missing/dir/model.xml";
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(kvoraWriteModelReport(-1, *model, nullptr, 1, rows, actual, predicted, env, name.c_str()), int);
+    testing::internal::GetCapturedStderr();
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Error;|2301;|Could not write output file;|" + name + ";|ErrorEnd\n"), std::string::npos)
+        << out;
+}
+
+TEST_F(ModelReportTest, AsciiFormIsNotYetThere) {
+    const std::string name = dir + "/a.txt";
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(kvoraWriteModelReport(-1, *model, nullptr, 0, rows, actual, predicted, env, name.c_str()), int);
+    const std::string err = testing::internal::GetCapturedStderr();
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE((out + err).find("Function/Feature not yet implemented"), std::string::npos) << out << err;
+    EXPECT_FALSE(qrvtest::fileExists(name));
+}
+
+}  // namespace
