@@ -1,0 +1,149 @@
+// The data point: ownership and naming of fields, what beginRecord clears,
+// the record hash over the eligible fields (worked from the hash primitives),
+// and the whole record crossing the object stream.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "kernel/kvora_catfield.h"
+#include "kernel/kvora_datapoint.h"
+#include "kernel/kvora_numfield.h"
+#include "util/kvora_binobjio.h"
+#include "util/kvora_objio.h"
+#include "util/kvora_streamblobreader.h"
+#include "util/kvora_streamblobwriter.h"
+#include "util/kvora_xash.h"
+
+namespace {
+
+template <class T>
+KVORAField *newField(const char *name, KVORAEnv *&env) {
+    KVORAOwnPtr<T> f;
+    f.create(env);
+    f->setName(KV2AscString(name));
+    return f.transfer();
+}
+
+// Fields n (numeric), c (categorical), line (numeric, computed).
+struct Record {
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORADataPoint> dp;
+    Record() {
+        dp.create(env);
+        dp->addField(newField<KVORANumField>("n", env), env);
+        dp->addField(newField<KVORACatField>("c", env), env);
+        KVORAField *line = newField<KVORANumField>("line", env);
+        line->setComputed(1);
+        dp->addField(line, env);
+    }
+    ~Record() { dp.reset(env); }
+    KVORANumField *n() { return static_cast<KVORANumField *>(dp->getFieldAt(1)); }
+    KVORACatField *c() { return static_cast<KVORACatField *>(dp->getFieldAt(2)); }
+    KVORANumField *line() { return static_cast<KVORANumField *>(dp->getFieldAt(3)); }
+};
+
+}  // namespace
+
+TEST(DataPointTest, FieldsByNameAndPosition) {
+    Record r;
+    EXPECT_EQ(r.dp->getFieldCount(), 3);
+    EXPECT_EQ(r.dp->getField("c"), r.c());
+    EXPECT_EQ(r.dp->getField(KV2AscString("line")), r.line());
+    EXPECT_EQ(r.dp->getField(KVORAHashString("n")), r.n());
+    EXPECT_EQ(r.dp->getFieldIndex(KVORAHashString("line")), 3);
+    EXPECT_EQ(r.dp->getField("none"), nullptr);
+    EXPECT_EQ(r.dp->getFieldIndex(KVORAHashString("none")), 0);
+}
+
+TEST(DataPointTest, SecondFieldOfANameIsDestroyedAndUnaccounted) {
+    Record r;
+    KVORAField *again = newField<KVORACatField>("n", r.env);
+    const int64_t size = again->getObjectSize();
+    const int64_t before = kvoraGetEnv(r.env)->getBytesInUse();
+    EXPECT_EQ(r.dp->addField(again, r.env), 0);
+    EXPECT_EQ(kvoraGetEnv(r.env)->getBytesInUse(), before - size);
+    EXPECT_EQ(r.dp->getFieldCount(), 3);
+    EXPECT_TRUE(r.dp->getField("n")->isKindOf(KVORANumField::classType()));
+}
+
+TEST(DataPointTest, BeginRecordClearsAllFieldsOrTheActiveOnes) {
+    Record r;
+    r.n()->setRealValue(1.0);
+    r.c()->setTextValue("a", 1);
+    r.line()->setRealValue(5.0);
+    r.dp->beginRecord();
+    EXPECT_EQ(r.n()->isPresent(), 0);
+    EXPECT_EQ(r.c()->isPresent(), 0);
+    EXPECT_EQ(r.line()->isPresent(), 0);
+
+    r.n()->setRealValue(1.0);
+    r.c()->setTextValue("a", 1);
+    r.line()->setRealValue(5.0);
+    // Active fields are 0-based column indexes: 1 is the field c.
+    r.dp->addActiveField(1, r.env);
+    r.dp->beginRecord();
+    EXPECT_EQ(r.n()->isPresent(), 1);
+    EXPECT_EQ(r.c()->isPresent(), 0);
+    EXPECT_EQ(r.line()->isPresent(), 1);
+    r.dp->clearActiveFields();
+    EXPECT_EQ(r.dp->getActiveFieldCount(), 0);
+}
+
+TEST(DataPointTest, RecordHashFoldsPresentReadFieldsOnly) {
+    Record r;
+    r.dp->beginRecord();
+    r.n()->setRealValue(2.5);
+    r.c()->setTextValue("x", 1);
+    r.line()->setRealValue(77.0);  // computed: left out
+    const uint32_t both = kvoraHashFinish(kvoraHashText("x", kvoraHashReal(2.5, 0)));
+    EXPECT_EQ(r.dp->getHashValue(), both);
+    // Cached until the next record.
+    r.n()->setRealValue(3.5);
+    EXPECT_EQ(r.dp->getHashValue(), both);
+
+    r.dp->beginRecord();
+    r.n()->setRealValue(2.5);
+    r.c()->setMissing(1);  // missing: left out
+    EXPECT_EQ(r.dp->getHashValue(), kvoraHashFinish(kvoraHashReal(2.5, 0)));
+
+    // Only the active field c; n is present but not listed.
+    r.dp->addActiveField(1, r.env);
+    r.dp->beginRecord();
+    r.n()->setRealValue(2.5);
+    r.c()->setTextValue("x", 1);
+    EXPECT_EQ(r.dp->getHashValue(), kvoraHashFinish(kvoraHashText("x", 0)));
+
+    // Nothing eligible: the finish of 0.
+    r.dp->clearActiveFields();
+    r.dp->beginRecord();
+    EXPECT_EQ(r.dp->getHashValue(), kvoraHashFinish(0));
+    r.dp->endRecord(r.env);  // sample flags clear: no distribution is touched
+}
+
+TEST(DataPointTest, RecordCrossesTheStreamAndIsReadInPlace) {
+    Record r;
+    r.c()->setPurpose(KVORAField::PurposeTarget);
+    std::stringstream ss;
+    {
+        KVOStreamBlobWriter out(&ss);
+        KVORABinObjWriter writer(&out, 0);
+        kvoraWrite(writer, r.dp, r.env);
+    }
+    const std::string bytes = ss.str();
+    KVORAOwnPtr<KVORADataPoint> back;
+    for (int pass = 0; pass < 2; ++pass) {
+        std::stringstream in(bytes);
+        KVOStreamBlobReader blob(&in);
+        KVORABinObjReader reader(&blob);
+        KVORAField *before = back.get() != nullptr ? back->getFieldAt(2) : nullptr;
+        kvoraRead(reader, back, r.env);
+        ASSERT_EQ(back->getFieldCount(), 3);
+        EXPECT_TRUE(back->getFieldAt(1)->isKindOf(KVORANumField::classType()));
+        EXPECT_TRUE(back->getFieldAt(2)->isKindOf(KVORACatField::classType()));
+        EXPECT_EQ(back->getField("c"), back->getFieldAt(2));
+        EXPECT_EQ(back->getField("c")->getPurpose(), 1);
+        EXPECT_EQ(back->getField("line")->isComputed(), 1);
+        if (pass == 1) EXPECT_EQ(back->getFieldAt(2), before);  // the second read keeps the fields
+    }
+    back.reset(r.env);
+}
