@@ -247,18 +247,12 @@ TEST(ModelFields, InputListsCrossAStreamAsNamesResolvedOnTheReadingSide)
 
 // ---- states ----
 
-TEST_F(ModelFixture, MiningModeIsStoredOnlyWhenTheModelTakesIt)
-{
-    model->ivModeAnswer = 0;
-    EXPECT_EQ(model->setMiningMode(1, env), 0);
-    EXPECT_EQ(model->getModelState(), 0);
-    model->ivModeAnswer = 1;
-    EXPECT_EQ(model->setMiningMode(3, env), 1);
-    EXPECT_EQ(model->getModelState(), 3);
-}
-
 TEST_F(ModelFixture, ScanRunsFromModeToScanningToFinished)
 {
+    model->ivModeAnswer = 0;
+    EXPECT_EQ(model->setMiningMode(1, env), 0);  // refused: stays 0
+    EXPECT_EQ(model->getModelState(), 0);
+    model->ivModeAnswer = 1;
     ASSERT_EQ(model->setMiningMode(1, env), 1);
     // Not scanning yet: an end does nothing and says done.
     EXPECT_EQ(model->endDataScan(0, env), 1);

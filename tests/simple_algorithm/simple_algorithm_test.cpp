@@ -373,21 +373,6 @@ TEST_F(SAFixture, PassesEndWhenTheDataObjectSaysSo)
     EXPECT_EQ(data().ivPasses, 2);
 }
 
-TEST_F(SAFixture, ScanEventsAreForwardedToTheDataObject)
-{
-    openAndBegin();
-    data().ivScanType = 3;
-    EXPECT_EQ(model->getScanType(), 3);
-    EXPECT_EQ(model->getSamplingRate(), 0.25);
-    EXPECT_EQ(model->canUpdateWithoutDataScan(), 1);
-    model->initIteration(env);
-    model->updateWithoutDataScan(env);
-    model->finishIteration(env);
-    EXPECT_EQ(data().ivInits, 1);
-    EXPECT_EQ(data().ivWithoutScan, 1);
-    EXPECT_EQ(data().ivFinishes, 1);
-}
-
 // ---- streams: to a worker and back ----
 
 TEST_F(SAFixture, WorkerGetsTheModelAndItsResultMergesIntoTheMasterData)
