@@ -52,11 +52,10 @@ int32_t KVORADataScanGlobalVars::enter(KVORADataScan *object, KVORA_ENV env)
 
 void KVORADataScanGlobalVars::remove(int32_t serialNumber, KVORA_ENV env)
 {
-    const int32_t index = ivSerialTable.find(serialNumber, hashSerialNumber(serialNumber));
-    if (index > 0) {
-        ivSerialTable.remove(index, env);
-        if (index <= ivObjects.getSize()) ivObjects[index] = nullptr;
-    }
+    const int32_t slot = ivSerialTable.lookup(serialNumber, hashSerialNumber(serialNumber));
+    if (slot < 0) return;
+    const int32_t index = ivSerialTable.removeSlot(slot);
+    if (index <= ivObjects.getSize()) ivObjects[index] = nullptr;
 }
 
 KVORADataScan *KVORADataScanGlobalVars::find(int32_t serialNumber) const

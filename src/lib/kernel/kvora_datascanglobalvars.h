@@ -13,6 +13,20 @@
 
 class KVORADataScan;
 
+// The serial number table. Its removal goes straight to the slot that the
+// lookup found: releasing each of many fields must not scan the whole table.
+struct KVORASerialNumberTable : public KVORAObjectIndexXAshTable<int32_t> {
+    // Removes the live entry at `slot`; answers its object index.
+    int32_t removeSlot(int32_t slot) {
+        KVORAXAshTableEntry &entry = ivHashTable[slot];
+        const int32_t index = entry.ivIndex;
+        kvoraXaRayCellReInit(&ivObjects[index]);
+        entry.ivIndex = -index;
+        --ivUsedCount;
+        return index;
+    }
+};
+
 class KVORADataScanGlobalVars : public KVORAObject {
     KVORA_OBJECT_DECL(KVORADataScanGlobalVars)
 public:
@@ -37,6 +51,6 @@ public:
     KVORADataScan *find(int32_t serialNumber) const;
 
     int32_t serialNumCounter;
-    KVORAObjectIndexXAshTable<int32_t> ivSerialTable;
+    KVORASerialNumberTable ivSerialTable;
     KVORAXaRay<KVORADataScan *, 1> ivObjects;  // parallel to the table's object indexes
 };
