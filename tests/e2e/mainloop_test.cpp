@@ -93,4 +93,84 @@ TEST(JobTree, RawStreamsAtTheChunkBoundaryAndTheEmptyEndMessage) {
     EXPECT_TRUE(hasLine(r.out, "rank 1: result 0 size 0 intact")) << r.out;
 }
 
+// ---- the master and worker loops with the tests' tally data object ----
+
+// 37 rows: line number i + 1, x = 1 + 0.25 i, a target i mod 3. By hand:
+// sum x = 37 + 0.25 * 666 = 203.5; sum x^2 = 37 + 0.5 * 666 + 0.0625 * 16206
+// = 1382.875; mean = 5.5; sum of line numbers = 703. Every partial sum is a
+// multiple of 1/16 far below 2^52, so the totals are exact in any order.
+std::string makeLoopInput(const std::string &dir, bool print) {
+    std::string rows;
+    for (int i = 0; i < 37; ++i) {
+        const double values[3] = {static_cast<double>(i + 1), 1.0 + 0.25 * i, static_cast<double>(i % 3)};
+        rows.append(reinterpret_cast<const char *>(values), sizeof values);  // the test hosts are little-endian
+    }
+    qrvtest::writeFile(dir, "data.bin", rows);
+    qrvtest::writeFile(dir, "data.bin.info", "id Numeric LineNumber\nx Numeric Explanatory\ny Numeric Target\n");
+    std::string params = "<QRVInput>\n<AlgorithmName>DIF</AlgorithmName>\n";
+    if (print) params += "<PrintModelDuringTraining>1</PrintModelDuringTraining>\n";
+    params += "</QRVInput>\n";
+    return qrvtest::writeFile(dir, "params.xml", params);
+}
+
+// The ModelOutput part of a report: the lines between its tags.
+std::string modelOutput(const std::string &path) {
+    const std::string text = qrvtest::readFile(path);
+    const size_t from = text.find("<ModelOutput>");
+    const size_t to = text.find("</ModelOutput>");
+    if (from == std::string::npos || to == std::string::npos) return "(no ModelOutput) " + text;
+    return text.substr(from, to - from);
+}
+
+std::string expectedOutput(const std::string &sumSquares, const std::string &mean, int pass) {
+    return "<ModelOutput>\n    <Records>37</Records>\n    <Sum>203.5</Sum>\n    <SumSquares>" + sumSquares +
+           "</SumSquares>\n    <Mean>" + mean + "</Mean>\n    <LineSum>703</LineSum>\n    <Pass>" +
+           std::to_string(pass) + "</Pass>\n  ";
+}
+
+qrvtest::RunResult runLoop(int k, bool print) {
+    qrvtest::RunOptions options;
+    options.processes = k;
+    options.dir = qrvtest::makeTempDir("qrvloop");
+    makeLoopInput(options.dir, print);
+    return qrvtest::run({QRV_LOOP_PROBE, "params.xml", "data.bin", "model.xml"}, options);
+}
+
+// Two data passes and one without data give the plain loop's totals on the
+// master whatever the number of processes; each pass's timing is reported.
+TEST(MainLoop, TotalsOnTheMasterMatchAPlainLoopOnEveryJobSize) {
+    for (int k : {1, 2, 3, 4, 8}) {
+        SCOPED_TRACE("processes " + std::to_string(k));
+        qrvtest::RunResult r = runLoop(k, false);
+        ASSERT_FALSE(r.timedOut);
+        ASSERT_EQ(r.status, 0) << r.out << r.err;
+        EXPECT_EQ(modelOutput(r.dir + "/model.xml"), expectedOutput("1382.875", "5.5", 3));
+        EXPECT_FALSE(qrvtest::fileExists(r.dir + "/model_intermediate_1.xml"));
+        for (const char *phase : {"distribute", "computation", "collect", "end scan"}) {
+            int n = 0;
+            const std::string head = std::string("Log;|2;|Time spent [");
+            const std::string tail = std::string("s] doing ") + phase + " ;|LogEnd";
+            for (const std::string &l : qrvtest::splitLines(r.out))
+                if (l.rfind(head, 0) == 0 && l.size() > tail.size() &&
+                    l.compare(l.size() - tail.size(), tail.size(), tail) == 0)
+                    ++n;
+            EXPECT_EQ(n, 3) << phase << "\n" << r.out;
+        }
+    }
+}
+
+// With the print flag: a numbered report after each pass that goes on (the
+// third pass ends the loop), then the final one under the plain name.
+TEST(MainLoop, PrintFlagWritesNumberedReportsThenTheFinalOne) {
+    for (int k : {1, 3}) {
+        SCOPED_TRACE("processes " + std::to_string(k));
+        qrvtest::RunResult r = runLoop(k, true);
+        ASSERT_EQ(r.status, 0) << r.out << r.err;
+        EXPECT_EQ(modelOutput(r.dir + "/model_intermediate_1.xml"), expectedOutput("0", "0", 1));
+        EXPECT_EQ(modelOutput(r.dir + "/model_intermediate_2.xml"), expectedOutput("1382.875", "0", 2));
+        EXPECT_FALSE(qrvtest::fileExists(r.dir + "/model_intermediate_3.xml"));
+        EXPECT_EQ(modelOutput(r.dir + "/model.xml"), expectedOutput("1382.875", "5.5", 3));
+    }
+}
+
 }  // namespace
