@@ -2,6 +2,7 @@
 // and the choice of algorithm, in every process alike. Keys are looked up by
 // long names below the QRVInput tag, the tag that the algorithm reads too.
 #include "qrvexec/kvora_control.h"
+#include "qrvexec/kvora_control_loops.h"
 
 #include <iostream>
 #include <sstream>
@@ -92,8 +93,11 @@ void KVORAControl::readRunParameters(const char *paramFileName, int32_t isMaster
     }
 }
 
-// The scan loops come with the dataset and the simple-algorithm model; until
-// then a run with a valid parameter file ends here normally.
-void KVORAControl::runMaster(KVORAXMLHandler &handler, KVORARunSettings &settings, KVORA_ENV env) {}
+// The scan loops live in kvora_control_loops.cpp.
+void KVORAControl::runMaster(KVORAXMLHandler &handler, KVORARunSettings &settings, KVORA_ENV env) {
+    kvoraRunMaster(*this, settings, env);
+}
 
-void KVORAControl::runWorker(KVORAXMLHandler &handler, KVORARunSettings &settings, KVORA_ENV env) {}
+void KVORAControl::runWorker(KVORAXMLHandler &handler, KVORARunSettings &settings, KVORA_ENV env) {
+    kvoraRunWorker(*this, settings, env);
+}
