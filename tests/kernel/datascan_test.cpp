@@ -9,6 +9,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "kernel/kvora_datascan.h"
 #include "kernel/kvora_datascanglobalvars.h"
@@ -231,6 +232,32 @@ TEST(DataScanIdentity, SerialNumbersCountUpAndTheTableFindsLiveObjectsOnly)
     EXPECT_EQ(vars->find(b->ivSerialNumber), b.get());  // the other stays
     a.reset(env);
     b.reset(env);
+}
+
+TEST(DataScanIdentity, TableKeepsTrackThroughGrowthAndRemovals)
+{
+    KVORAEnv *env = nullptr;
+    KVORADataScanGlobalVars *vars = KVORADataScanGlobalVars::get(env);
+    const uint32_t usedBefore = vars->ivSerialTable.getUsedCount();
+    std::vector<KVORAOwnPtr<KVORAScanTestCounter>> objects(300);
+    for (auto &o : objects) o.reset(new KVORAScanTestCounter(), env);
+    std::vector<int32_t> serials;
+    for (auto &o : objects) serials.push_back(o->ivSerialNumber);
+    for (size_t i = 0; i < objects.size(); i += 2) objects[i].reset(env);
+    EXPECT_EQ(vars->ivSerialTable.getUsedCount(), usedBefore + 150);
+    for (size_t i = 0; i < objects.size(); ++i) {
+        if (i % 2 == 0)
+            EXPECT_EQ(vars->find(serials[i]), nullptr) << i;
+        else
+            EXPECT_EQ(vars->find(serials[i]), objects[i].get()) << i;
+    }
+    // Freed entries are taken again by new objects.
+    KVORAOwnPtr<KVORAScanTestCounter> fresh;
+    fresh.reset(new KVORAScanTestCounter(), env);
+    EXPECT_EQ(vars->find(fresh->ivSerialNumber), fresh.get());
+    fresh.reset(env);
+    for (auto &o : objects) o.reset(env);
+    EXPECT_EQ(vars->ivSerialTable.getUsedCount(), usedBefore);
 }
 
 TEST(DataScanIdentity, SerialNumberHashWrapsIn32Bits)
