@@ -215,25 +215,6 @@ TEST_F(XMLReader, StartTagBrokenAfterItsName) {
     h3.releasePrimitive(env);
 }
 
-TEST(XMLStates, NamesAndTheTableOfTransitions) {
-    EXPECT_STREQ(KVORAXMLHandler::stateName(0), "IN_ROOT_TAG");
-    EXPECT_STREQ(KVORAXMLHandler::stateName(6), "ATTRIBUTE_VALUE_PARSED");
-    EXPECT_STREQ(KVORAXMLHandler::stateName(14), "ERROR");
-    EXPECT_STREQ(KVORAXMLHandler::stateName(15), "Unknown State");
-    EXPECT_STREQ(KVORAXMLHandler::stateName(-1), "Unknown State");
-    // Count the allowed pairs: five states go to IN_TAG_CONTENT only, and the
-    // others as the table gives, 18 pairs in all; ERROR goes nowhere.
-    int allowed = 0;
-    for (int32_t from = 0; from <= 14; ++from) {
-        if (from == KVORAXMLHandler::NO_MORE_DATA) continue;
-        for (int32_t to = 0; to <= 14; ++to) allowed += KVORAXMLHandler::transitionAllowed(from, to) ? 1 : 0;
-    }
-    EXPECT_EQ(allowed, 18);
-    EXPECT_TRUE(KVORAXMLHandler::transitionAllowed(KVORAXMLHandler::TAG_NAME_PARSED, KVORAXMLHandler::END_TAG_PARSED));
-    EXPECT_FALSE(KVORAXMLHandler::transitionAllowed(KVORAXMLHandler::START_VALUE, KVORAXMLHandler::IN_TAG_CONTENT));
-    EXPECT_ANY_THROW(KVORAXMLHandler::transitionAllowed(KVORAXMLHandler::NO_MORE_DATA, 0));
-}
-
 TEST_F(XMLReader, EntitiesInNamesValuesAndAttributes) {
     Parse p = parse("<a v=\"&quot;q&quot;\">&lt;1&amp;2&gt;&apos;&#65;&#x41;&#x7F;</a>\n");
     EXPECT_TRUE(p.ok) << p.out;

@@ -79,12 +79,6 @@ TEST(ScanToken, AnotherFlagValueIsNotImplemented) {
     EXPECT_ANY_THROW(scan("abc", 0, 0, "", 2));
 }
 
-TEST(ScanToken, PositionBeyondTheTextIsTheEnd) {
-    Scan s = scan("ab", 7, 0, "", 0);
-    EXPECT_TRUE(s.result);
-    EXPECT_EQ(s.position, 2);
-}
-
 TEST(StringManip, TrimAndSubstring) {
     KVORAEnv *env = nullptr;
     KV2AscString t(" \t a b \t");
