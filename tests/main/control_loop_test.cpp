@@ -1,0 +1,170 @@
+// The master's loop and the one pass over the records, on one process: the
+// partition rule, a pass that the model stops by turning to scan type 3 (then
+// updated without data), a pass that the data ends (not), a pass of type 3
+// that reads nothing, an unknown scan type, and the validation passes that
+// stop as not implemented. The dataset's file windows need MPI, and MPI may
+// start once per process, so each run goes in a child process of its own.
+#include <gtest/gtest.h>
+#include <mpi.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "control/kvora_XML_handler.h"
+#include "control/kvora_XML_tag.h"
+#include "kernel/kvora_fieldglobalvars.h"
+#include "qrv_run.h"
+#include "qrvexec/kvora_control.h"
+#include "qrvexec/kvora_control_loops.h"
+#include "qrvexec/kvora_runvalues.h"
+#include "simple_algorithm/kvora_simple_algorithm_data.h"
+
+namespace {
+
+constexpr int32_t kLoopTestModelId = 902;
+
+// The scan types of its passes come from a script: per pass the type asked
+// for and how many records it takes before it turns to type 3 (0: never). It
+// logs the records and updates without data of each pass in the model output.
+struct LoopScript {
+    int32_t types[4] = {0, 2, 3, 0};
+    int32_t stopAfter[4] = {5, 0, 0, 0};
+    int32_t passes = 3;
+};
+LoopScript gScript;
+
+}  // namespace
+
+class KVORALoopTestData : public KVORASimpleAlgorithmAbstractData {
+    KVORA_OBJECT_DECL(KVORALoopTestData)
+public:
+    void open(const KVORAXMLTag &, KVORA_ENV) {}
+    int32_t beginDataScan(int32_t, KVORA_ENV) override { return 1; }
+    void update(const KVORAXaRay<double, 1> &, const KVORAXaRay<double, 1> &, uint64_t, KVORA_ENV) override {
+        ++ivSeen;
+    }
+    int32_t endDataScan(KVORA_ENV) override {
+        ivLog += "p" + std::to_string(ivPass) + ":" + std::to_string(ivSeen) + ",w" + std::to_string(ivWithout) + ";";
+        ++ivPass;
+        return ivPass >= gScript.passes ? 1 : 0;
+    }
+    void updateWithoutDataScan(KVORA_ENV) override { ++ivWithout; }
+    void initIteration(KVORA_ENV) override {
+        ivSeen = 0;
+        ivWithout = 0;
+    }
+    void finishIteration(KVORA_ENV) override {}
+    int32_t getScanType() const override {
+        const int32_t stop = gScript.stopAfter[ivPass];
+        if (stop > 0 && ivSeen >= stop) return 3;
+        return gScript.types[ivPass];
+    }
+    int32_t canUpdateWithoutDataScan() const override { return 1; }
+    void writeXMLParameters(KVORAXMLTag &tag, KVORA_ENV env) override {
+        tag.addLeafTag("Log", env).setValue(ivLog.c_str(), env);
+    }
+    int32_t ivPass = 0;
+    int32_t ivSeen = 0;
+    int32_t ivWithout = 0;
+    std::string ivLog;
+};
+KVORA_OBJECT_IMPL(KVORALoopTestData, KVORASimpleAlgorithmAbstractData, 0)
+
+namespace {
+
+// 10 rows of (line number, x, target); returns the data file's path.
+std::string makeInput(const std::string &dir) {
+    std::string rows;
+    for (int i = 0; i < 10; ++i) {
+        const double values[3] = {static_cast<double>(i + 1), 0.5 * i, 1.0};
+        rows.append(reinterpret_cast<const char *>(values), sizeof values);
+    }
+    qrvtest::writeFile(dir, "d.bin.info", "id Numeric LineNumber\nx Numeric Explanatory\ny Numeric Target\n");
+    return qrvtest::writeFile(dir, "d.bin", rows);
+}
+
+// Runs the master's path in this process (a child) and prints the model
+// output's Log text on standard error, then ends with status 0.
+void runMasterAndTell(const std::string &dir) {
+    MPI_Init(nullptr, nullptr);
+    kvoraRegisterSimpleAlgorithmData(kLoopTestModelId, &kvoraOpenSimpleAlgorithmData<KVORALoopTestData>);
+    static std::string input = makeInput(dir);
+    static std::string output = dir + "/m.xml";
+    kvoraParamFileName = "p.xml";
+    kvoraInputFileName = input.c_str();
+    kvoraModelOutputFileName = output.c_str();
+    KVORAEnv *env = nullptr;
+    KVORAFieldGlobalVars::get(env)->ivMaxPartition = 4;
+    static KVORAControl control;
+    KVORAXMLTag parameters;
+    KVORARunSettings settings;
+    settings.modelId = kLoopTestModelId;
+    settings.modelParametersTag = &parameters;
+    try {
+        kvoraRunMaster(control, settings, env);
+    } catch (...) {
+        std::fflush(stdout);
+        std::_Exit(3);
+    }
+    KVORAXMLHandler handler(env);
+    if (!handler.readXMLFile(output.c_str(), env)) std::_Exit(4);
+    std::fprintf(stderr, "LOG[%s]\n", handler.getTagByLongName("QRVReport/ModelOutput/Log", env).getValue().c_str());
+    std::_Exit(0);
+}
+
+TEST(RecordPartition, IndexModuloTheSpanPlusThree) {
+    // Default maximum partition 4: span 2.
+    EXPECT_EQ(kvoraRecordPartition(0, 4), 3);
+    EXPECT_EQ(kvoraRecordPartition(1, 4), 4);
+    EXPECT_EQ(kvoraRecordPartition(2, 4), 3);
+    // Maximum 6: span 4.
+    EXPECT_EQ(kvoraRecordPartition(5, 6), 4);
+    EXPECT_EQ(kvoraRecordPartition(7, 6), 6);
+    // Maximum 3: span 1, every record in partition 3.
+    EXPECT_EQ(kvoraRecordPartition(9, 3), 3);
+    // 64-bit record indexes keep their remainder.
+    EXPECT_EQ(kvoraRecordPartition((int64_t(1) << 40) + 1, 4), 4);
+}
+
+// Pass 0: type 0, the model turns to type 3 after 5 records: 5 records, then
+// one update without data. Pass 1: type 2 (all rows), the data ends: 10
+// records, no update without data. Pass 2: type 3: no record, one update.
+TEST(MasterLoop, ScanTypeThreeStopsAPassAndRunsTheUpdateWithoutData) {
+    const std::string dir = qrvtest::makeTempDir("qrvloopunit");
+    gScript = LoopScript();
+    EXPECT_EXIT(runMasterAndTell(dir), testing::ExitedWithCode(0), "LOG\\[p0:5,w1;p1:10,w0;p2:0,w1;\\]");
+}
+
+TEST(MasterLoop, BlockScansOnOneProcessSeeTheirRows) {
+    const std::string dir = qrvtest::makeTempDir("qrvloopunit");
+    gScript = LoopScript();
+    // Type 0 on one process is the whole file; type 1 excludes the own block,
+    // which is the whole file: nothing.
+    gScript.types[0] = 0;
+    gScript.stopAfter[0] = 0;
+    gScript.types[1] = 1;
+    gScript.passes = 2;
+    EXPECT_EXIT(runMasterAndTell(dir), testing::ExitedWithCode(0), "LOG\\[p0:10,w0;p1:0,w0;\\]");
+}
+
+TEST(MasterLoop, UnknownScanTypeIsNotImplemented) {
+    const std::string dir = qrvtest::makeTempDir("qrvloopunit");
+    gScript = LoopScript();
+    gScript.types[0] = 9;
+    gScript.stopAfter[0] = 0;
+    EXPECT_EXIT(runMasterAndTell(dir), testing::ExitedWithCode(3), "Function/Feature not yet implemented");
+}
+
+TEST(MasterLoop, OneTargetAndAValidationFileStopAsNotImplemented) {
+    const std::string dir = qrvtest::makeTempDir("qrvloopunit");
+    gScript = LoopScript();
+    gScript.passes = 1;
+    gScript.stopAfter[0] = 0;
+    kvoraSetValidationFileName("v.bin");
+    EXPECT_EXIT(runMasterAndTell(dir), testing::ExitedWithCode(3), "Function/Feature not yet implemented");
+    kvoraSetValidationFileName(nullptr);
+    EXPECT_FALSE(qrvtest::fileExists(dir + "/m.xml"));
+}
+
+}  // namespace
