@@ -93,6 +93,27 @@ TEST(JobTree, RawStreamsAtTheChunkBoundaryAndTheEmptyEndMessage) {
     EXPECT_TRUE(hasLine(r.out, "rank 1: result 0 size 0 intact")) << r.out;
 }
 
+// Validation rows climb the same tree; rank 0 appends its children's rows
+// after its own (so ranks arrive in order 0, 1, 2, ...) and bubble-sorts by
+// record number, equal numbers keeping that order.
+TEST(JobTree, ValidationRowsAreGatheredAndSortedStably) {
+    for (int k : {1, 2, 3, 4, 8}) {
+        SCOPED_TRACE("processes " + std::to_string(k));
+        qrvtest::RunResult r = runProbe(k, "rows", "0");
+        ASSERT_EQ(r.status, 0) << r.err;
+        std::string expected = "rank 0: rows";
+        auto item = [&](int number, int rank) {
+            char text[64];
+            std::snprintf(text, sizeof text, " %d:%d:%g", number, rank, rank + 0.5);
+            expected += text;
+        };
+        for (int rank = 0; rank < k; ++rank) item(5, rank);                 // ties: by rank
+        for (int rank = k - 1; rank >= 0; --rank) item(50 - rank, rank);     // 50 - r ascending
+        for (int rank = 0; rank < k; ++rank) item(100 + rank, rank);
+        EXPECT_TRUE(hasLine(r.out, expected)) << "expected " << expected << "\n" << r.out;
+    }
+}
+
 // ---- the master and worker loops with the tests' tally data object ----
 
 // 37 rows: line number i + 1, x = 1 + 0.25 i, a target i mod 3. By hand:

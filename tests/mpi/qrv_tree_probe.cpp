@@ -1,6 +1,9 @@
 // A probe of the job layer's tree, run under mpiexec by the end-to-end tests.
 //   qrv_tree_probe raw <bytes>     rank 0 sends a patterned stream of that size
 //                                  to every other rank, which checks each byte
+//   qrv_tree_probe rows <n>        every rank r offers the validation rows
+//                                  50 - r, 5, 100 + r (actual r, predicted
+//                                  r + 0.5); rank 0 prints them once sorted
 //   qrv_tree_probe tree <bytes>    a model whose data object makes the
 //                                  distribution exactly that size (0: no
 //                                  ballast) goes down the tree; each process adds
@@ -47,6 +50,32 @@ int runRaw(KVORAPControl &control, int64_t bytes) {
         std::fprintf(gOut, "rank %d: result %d size %lld %s\n", control.ivRank, got, static_cast<long long>(s.size()),
                     same ? "intact" : "damaged");
     }
+    return 0;
+}
+
+int runRows(KVORAPControl &control, KVORA_ENV env) {
+    KVORAArray<int32_t> rows;
+    KVORAArray<double> actual;
+    KVORAArray<double> predicted;
+    const int32_t r = control.ivRank;
+    for (int32_t number : {50 - r, 5, 100 + r}) {
+        rows.copyAppend(number, env);
+        actual.copyAppend(static_cast<double>(r), env);
+        predicted.copyAppend(r + 0.5, env);
+    }
+    control.collectValidationRows(rows, actual, predicted, env);
+    if (r == 0) {
+        std::string text;
+        for (int32_t i = 1; i <= rows.getSize(); ++i) {
+            char item[64];
+            std::snprintf(item, sizeof item, " %d:%g:%g", rows[i], actual[i], predicted[i]);
+            text += item;
+        }
+        std::fprintf(gOut, "rank 0: rows%s\n", text.c_str());
+    }
+    rows.reset(env);
+    actual.reset(env);
+    predicted.reset(env);
     return 0;
 }
 
@@ -143,6 +172,7 @@ int main(int argc, char **argv) {
         const int64_t bytes = std::strtoll(argv[2], nullptr, 10);
         KVORAEnv *env = nullptr;
         if (std::strcmp(argv[1], "raw") == 0) status = runRaw(control, bytes);
+        if (std::strcmp(argv[1], "rows") == 0) status = runRows(control, env);
         if (std::strcmp(argv[1], "tree") == 0) status = runTree(control, bytes, env);
     }
     if (gOut != stdout) std::fclose(gOut);
