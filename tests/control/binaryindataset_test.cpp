@@ -613,3 +613,31 @@ TEST_F(DatasetDeathTest, BrokenSparseRowsEnd) {
     Opened o(cut, 0, 1);
     EXPECT_TRUE(o.pass(8).empty());
 }
+
+TEST_F(DatasetTest, ReadsWhatTheLoaderWrites) {
+    if (!qrvtest::fileExists(qrvtest::qrvloadPath())) GTEST_SKIP() << "no loader built";
+    qrvtest::writeFile(dir, "t.csv", "id,x,k\n1,0.5,3\n2,,4\n3,2.5,\n");
+    qrvtest::RunOptions options;
+    options.dir = dir;
+    const qrvtest::RunResult load = qrvtest::run(
+        {qrvtest::qrvloadPath(), "table", "t.csv", "t", "--line-number", "id", "--categorical", "k"}, options);
+    ASSERT_EQ(load.status, 0) << load.out << load.err;
+    for (int32_t w = 1; w <= 2; ++w) {
+        std::vector<int64_t> rows;
+        for (int32_t r = 0; r < w; ++r) {
+            Opened o(dir + "/t", r, w);
+            o.ds->beginScan(0);
+            for (int64_t row; (row = o.ds->getNextRecord(*o.dp, o.env)) >= 0;) {
+                rows.push_back(row);
+                KVORAField *x = o.dp->getField("x");
+                KVORAField *k = o.dp->getField("k");
+                EXPECT_EQ(o.num("id"), row + 1.0);
+                if (row == 0) EXPECT_EQ(x->getRealValue(), 0.5);
+                if (row == 1) EXPECT_EQ(x->isMissing(), 1);
+                if (row == 1) EXPECT_STREQ(k->getTextValue().c_str(), "4");
+                if (row == 2) EXPECT_EQ(k->isMissing(), 1);
+            }
+        }
+        EXPECT_EQ(rows, range(0, 2));
+    }
+}
