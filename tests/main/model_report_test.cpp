@@ -1,6 +1,7 @@
 // The model report file: the intermediate names, the tag tree in its order
 // with the model's own output and the validation rows, the choice of the
-// ASCII form, and the fatal report when the file cannot be written.
+// ASCII form and its dump, and the fatal reports when a file cannot be
+// written.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -132,15 +133,30 @@ TEST_F(ModelReportTest, UnwritableFileIsReport2301) {
         << out;
 }
 
-TEST_F(ModelReportTest, AsciiFormIsNotYetThere) {
+TEST_F(ModelReportTest, AsciiFormDumpsTheModelAfterItsTypeName) {
     const std::string name = dir + "/a.txt";
+    kvoraWriteModelReport(4, *model, nullptr, 0, rows, actual, predicted, env, name.c_str());
+    const std::string written = dir + "/a_intermediate_4.txt";
+    ASSERT_TRUE(qrvtest::fileExists(written));
+    const std::string text = qrvtest::readFile(written);
+    // The type name comes first, then the owned object names it again, and
+    // the data object travels inside it; the file ends with a line end.
+    const size_t first = text.find("KVORASimpleAlgorithmModel");
+    ASSERT_NE(first, std::string::npos) << text;
+    EXPECT_NE(text.find("KVORASimpleAlgorithmModel", first + 1), std::string::npos) << text;
+    EXPECT_NE(text.find("KVORAReportTestData"), std::string::npos) << text;
+    EXPECT_EQ(text.back(), '\n');
+}
+
+TEST_F(ModelReportTest, AsciiFileThatCannotBeOpenedIsReport2302) {
+    const std::string name = dir + "/missing/a.txt";
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     EXPECT_THROW(kvoraWriteModelReport(-1, *model, nullptr, 0, rows, actual, predicted, env, name.c_str()), int);
-    const std::string err = testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStderr();
     const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE((out + err).find("Function/Feature not yet implemented"), std::string::npos) << out << err;
-    EXPECT_FALSE(qrvtest::fileExists(name));
+    EXPECT_NE(out.find("Error;|2302;|Could not open output file;|" + name + ";|ErrorEnd\n"), std::string::npos)
+        << out;
 }
 
 }  // namespace

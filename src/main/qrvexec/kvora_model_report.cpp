@@ -1,11 +1,12 @@
 // The model report file. The tag tree is built in the order the readers of
 // the report expect: input names and date, the model's own output, then the
-// validation rows when there are any. The ASCII dump of identifiers 2 and 7
-// waits for the ASCII object writer.
+// validation rows when there are any. Identifiers 2 and 7 get the ASCII
+// object dump instead, built in memory so that a failed open leaves no file.
 #include "qrvexec/kvora_model_report.h"
 
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <sstream>
 
 #include "control/kvora_XML_handler.h"
@@ -13,6 +14,7 @@
 #include "kernel/kvora_model.h"
 #include "nelo-common/kvora_reports.h"
 #include "qrvexec/kvora_runvalues.h"
+#include "qrvexec/kvora_t_asciiobjio_writer.h"
 #include "util/kvora_debug.h"
 
 std::string kvoraModelReportFileName(const char *name, int32_t iteration) {
@@ -59,8 +61,20 @@ void kvoraWriteModelReport(int32_t iteration, KVORAModel &model, KVORAFieldNameM
     const std::string name =
         kvoraModelReportFileName(outputFileName != nullptr ? outputFileName : kvoraModelOutputFileName, iteration);
     if (useXML == 0) {
-        // The ASCII object dump comes with the ASCII object writer.
-        KVORA_NOT_IMPLEMENTED();
+        // The type name through beginObjectType, then the model as an owned
+        // object (which names its type again), as the dump has always been.
+        std::ostringstream text;
+        {
+            KVORAAsciiStreamWriter writer(&text, 0);
+            writer.beginObjectType(model.getObjectType().getNameString(), env);
+            writer.writeOwnedObject(&model, env);
+            writer.flush();
+        }
+        std::ofstream file(name, std::ios::out | std::ios::trunc);
+        if (!file.is_open()) reportError(2302, "Could not open output file", name, env, 1);
+        file << text.str() << '\n';
+        file.close();
+        return;
     }
     KVORAXMLHandler handler(env);
     {
