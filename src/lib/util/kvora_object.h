@@ -39,7 +39,9 @@
 //         kvoraRead(r, KVORA_KWD(ivChild), ivChild, env);
 //     }
 //
-// The typed kvoraRead/kvoraWrite functions are in util/kvora_objio.h. A class
+// The source file includes util/kvora_objio.h, which brings the typed
+// kvoraRead/kvoraWrite functions and KVORA_KWD / KVORA_MEMBER_KEYWORD. An
+// owned member is reset in releasePrimitive (destructors have no env). A class
 // with no members of its own passes 0 and writes no keywords. An abstract
 // class (no factory, cloneObject left to its subclasses) registers its name
 // with the flag 0.
