@@ -162,9 +162,13 @@ int32_t KVORAPControl::distribute(KVORAOwnPtr<KVORAModel> &model, KVORAOwnPtr<KV
     (void)control;  // its environment is `env`: the run has one per process
     std::stringstream stream(std::ios::in | std::ios::out | std::ios::binary);
     int32_t received = 1;
-    if (ivRank == 0)
-        writeDistribution(stream, model, dataPoint, modelOutputPair, liftData, modelSensitivity, scanPurpose, env);
-    else
+    if (ivRank == 0) {
+        // Alone, the master has nobody to send to: writing the stream would
+        // only cost time on every pass.
+        if (ivSize > 1)
+            writeDistribution(stream, model, dataPoint, modelOutputPair, liftData, modelSensitivity, scanPurpose,
+                              env);
+    } else
         received = receiveStream(stream);
     sendToChildren(received == 1 ? &stream : nullptr);
     if (ivRank != 0 && received == 1)
