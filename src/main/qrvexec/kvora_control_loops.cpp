@@ -21,6 +21,7 @@
 #include "qrvexec/kvora_model_report.h"
 #include "qrvexec/kvora_pcontrol.h"
 #include "qrvexec/kvora_runvalues.h"
+#include "simple_algorithm/kvora_DIF.h"
 #include "simple_algorithm/kvora_simple_algorithm.h"
 #include "util/kvora_debug.h"
 
@@ -49,6 +50,13 @@ void openDataset(KVORAOwnPtr<KVORABinaryInputDataset> &dataset, KVORAPageReader 
     dataset->setMultiFile(multiFile);
     KVORAPControl &job = jobLayer();
     dataset->open(fileName != nullptr ? fileName : "", dataPoint, job.ivRank, job.ivSize, env);
+}
+
+// The data classes enter the registry from their own object files, which a
+// static link takes only when something refers to them: the driver does.
+void registerAlgorithms() {
+    static const int32_t registered = kvoraRegisterDIFData();
+    (void)registered;
 }
 
 }  // namespace
@@ -126,6 +134,8 @@ void kvoraRunMaster(KVORAControl &control, KVORARunSettings &settings, KVORA_ENV
     KVORAOwnPtr<KVORAMultiScan> liftData;
     KVORAOwnPtr<KVORAMultiScan> modelSensitivity;
     int32_t scanPurpose = 0;
+
+    registerAlgorithms();
 
     // 1. Dataset and data point; the dataset makes the fields.
     dataPoint.create(env);
@@ -207,6 +217,7 @@ void kvoraRunMaster(KVORAControl &control, KVORARunSettings &settings, KVORA_ENV
 
 void kvoraRunWorker(KVORAControl &control, KVORARunSettings &settings, KVORA_ENV env) {
     KVORAPControl &job = jobLayer();
+    registerAlgorithms();
     std::unique_ptr<KVORAPageReader> pageReader(new KVORAPageReader());
     KVORAOwnPtr<KVORAModel> model;
     KVORAOwnPtr<KVORADataPoint> dataPoint;
