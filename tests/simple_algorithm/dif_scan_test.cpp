@@ -1,0 +1,196 @@
+// The diffusion object's row scan on hand-made records: the row structure
+// and its three fatal errors with their row numbers, what each phase adds,
+// and the sampled per-record trace.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "simple_algorithm/kvora_DIF.h"
+
+namespace {
+
+class DIFScanTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dataVec.setSize(2, env);
+    }
+    void TearDown() override {
+        data.releasePrimitive(env);
+        dataVec.reset(env);
+        targetVec.reset(env);
+    }
+    void record(uint64_t caller, double callee, double weight) {
+        dataVec[1] = callee;
+        dataVec[2] = weight;
+        data.update(dataVec, targetVec, caller, env);
+    }
+    // A whole row: header, the edges, footer.
+    void row(uint64_t caller, const std::vector<std::pair<double, double>> &edges) {
+        record(caller, 0.0, static_cast<double>(edges.size()));
+        for (const auto &e : edges) record(caller, e.first, e.second);
+        record(caller, 0.0, 7788.0);
+    }
+
+    KVORAEnv *env = nullptr;
+    KVORADIFData data;
+    KVORAXaRay<double, 1> dataVec, targetVec;
+};
+
+TEST_F(DIFScanTest, NormalizerSumsRowsAndDegreesWhateverTheWeights) {
+    data.initIteration(env);
+    row(1, {{2, 0.9}, {3, -2.5}, {4, 3.7}});
+    row(5, {});                      // n 0: a row sum of 0 and no out-degree entry
+    record(6, 0.0, 3.0);             // n 3 with two records, one of them callee 0 weight 5
+    record(6, 2.0, 1.0);
+    record(6, 0.0, 5.0);
+    record(6, 0.0, 7788.0);
+    EXPECT_EQ(data.ivRowsCounter, 11u);
+    EXPECT_EQ(data.ivMatState, 0);
+    EXPECT_EQ(data.ivNum2RowSumMap.size(), 3u);
+    EXPECT_EQ(data.ivNum2RowSumMap[1], 0.9 + -2.5 + 3.7);
+    EXPECT_EQ(data.ivNum2RowSumMap[5], 0.0);
+    EXPECT_EQ(data.ivNum2RowSumMap[6], 1.0);
+    EXPECT_EQ(data.ivNum2OutDegreeMap, (KVORADIFData::IntMap{{1, 3}, {6, 1}}));
+    EXPECT_EQ(data.ivNum2InDegreeMap, (KVORADIFData::IntMap{{2, 2}, {3, 1}, {4, 1}}));
+
+    // A row seen again restarts its sum but keeps counting degrees.
+    row(1, {{2, 4.0}});
+    EXPECT_EQ(data.ivNum2RowSumMap[1], 4.0);
+    EXPECT_EQ(data.ivNum2OutDegreeMap[1], 4);
+
+    data.finishIteration(env);
+    EXPECT_TRUE(data.ivNum2RowSumMap.empty());
+    ASSERT_EQ(data.ivRowSumSamples.getSize(), 3);
+    EXPECT_EQ(data.ivRowSumSamples[1], 1u);
+    EXPECT_EQ(data.ivRowSumSamples[3], 6u);
+    EXPECT_EQ(data.ivRowSum[1], 4.0);
+    ASSERT_EQ(data.ivInDegreeSamples.getSize(), 3);
+    EXPECT_EQ(data.ivInDegree[1], 3);
+}
+
+TEST_F(DIFScanTest, WeightedDegreesAddTruncatedWeightsOfDataRecordsOnly) {
+    data.ivState = KVORADIFData::ComputeWeightedInOutDeg;
+    data.initIteration(env);
+    row(1, {{2, 0.9}, {3, -2.5}, {4, 3.7}, {2, 1e10}});
+    record(7, 0.0, 2.0);
+    record(7, 0.0, 9.0);  // callee 0 inside the row: counted against n, adds nothing
+    record(7, 0.0, 7788.0);
+    // 1e10 keeps its low 32 bits: 10000000000 - 2 * 4294967296 = 1410065408.
+    EXPECT_EQ(data.ivNum2WeightedInDegreeMap, (KVORADIFData::IntMap{{2, 1410065408}, {3, -2}, {4, 3}}));
+    EXPECT_EQ(data.ivNum2WeightedOutDegreeMap, (KVORADIFData::IntMap{{1, 1410065409}}));
+    EXPECT_TRUE(data.ivNum2RowSumMap.empty());
+}
+
+TEST_F(DIFScanTest, DiffusionSpreadsFreshEnergyByTheMergedRowSum) {
+    data.ivState = KVORADIFData::DiffusionIterationModel1;
+    data.ivModel1NumIterations = 1;  // the row sums are already in their map
+    data.ivNum2RowSumMap = {{1, 8.0}, {3, 0.0}, {9, 4.0}};
+    data.ivModel1FreshEnergies.copyAppend(2.0, env);
+    data.ivModel1FreshEnergiesSamples.copyAppend(1, env);
+    data.initIteration(env);
+    row(1, {{2, 2.0}, {4, 6.0}});
+    row(9, {{2, 1.0}, {6, 1.0}});  // no fresh energy: entries with 0, the callees too
+    row(3, {{5, 1.0}});  // a row sum of 0: an infinity flows on, without a word
+    EXPECT_EQ(data.ivModel1Num2MultResMap.size(), 4u);
+    EXPECT_EQ(data.ivModel1Num2MultResMap[6], 0.0);
+    EXPECT_EQ(data.ivModel1Num2MultResMap[2], 0.5);
+    EXPECT_EQ(data.ivModel1Num2MultResMap[4], 1.5);
+    EXPECT_TRUE(std::isnan(data.ivModel1Num2MultResMap[5]));  // 0 times infinity
+    EXPECT_EQ(data.ivModel1Num2FreshEnergyMap, (KVORADIFData::RealMap{{1, 2.0}, {3, 0.0}, {9, 0.0}}));
+
+    testing::internal::CaptureStdout();
+    data.finishIteration(env);
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(data.ivModel1FreshEnergiesSamples.getSize(), 4);
+    EXPECT_EQ(data.ivModel1FreshEnergiesSamples[1], 2u);
+    EXPECT_EQ(data.ivModel1FreshEnergies[1], 0.25);
+    EXPECT_EQ(data.ivModel1FreshEnergies[2], 0.75);
+    ASSERT_EQ(data.ivModel1FreshEnergiesOld.getSize(), 1);
+    EXPECT_EQ(data.ivModel1FreshEnergiesOld[1], 2.0);
+}
+
+// Runs the records in a child whose standard output joins standard error, so
+// that both the error line and the report can be matched.
+std::string escaped(const std::string &text) {
+    std::string out;
+    for (char c : text) {
+        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) out += '\\';
+        out += c;
+    }
+    return out;
+}
+
+void runRecords(const std::vector<std::vector<double>> &records) {
+    dup2(2, 1);
+    KVORAEnv *env = nullptr;
+    KVORADIFData data;
+    KVORAXaRay<double, 1> dataVec, targetVec;
+    dataVec.setSize(2, env);
+    data.initIteration(env);
+    for (const auto &r : records) {
+        dataVec[1] = r[1];
+        dataVec[2] = r[2];
+        data.update(dataVec, targetVec, static_cast<uint64_t>(r[0]), env);
+    }
+}
+
+TEST(DIFRowErrors, EachEndsTheProcessWithItsRowNumber) {
+    EXPECT_EXIT(runRecords({{5, 7, 1}}), testing::ExitedWithCode(1),
+                escaped("worker: 0 ERROR in row 1, caller: 5, callee: 7, weight: 1\n") + ".*" +
+                    escaped("Error;|4602;|1;|KVORADIFData::checkMatStateValidity: Expected to see header;|ErrorEnd"));
+    EXPECT_EXIT(runRecords({{5, 0, 2}, {5, 3, 1}, {5, 0, 7788}, {6, 0, 1}, {6, 2, 0.5}, {8, 4, 1.5}}),
+                testing::ExitedWithCode(1),
+                escaped("worker: 0 ERROR in row 6, caller: 8, callee: 4, weight: 1.5\n") + ".*" +
+                    escaped("Error;|4603;|6;|KVORADIFData::checkMatStateValidity: Caller changed without proper "
+                            "footer;|ErrorEnd"));
+    // A footer of another weight is a callee: the second one passes the bound.
+    EXPECT_EXIT(runRecords({{5, 0, 1}, {5, 3, 1}, {5, 0, 7787}}), testing::ExitedWithCode(1),
+                escaped("worker: 0 ERROR in row 3, caller: 5, callee: 0, weight: 7787\nExpected 1 callees\n") +
+                    ".*" +
+                    escaped("Error;|4604;|KVORADIFData::checkMatStateValidity: number of callees exceeded "
+                            "bound;|ErrorEnd"));
+}
+
+TEST_F(DIFScanTest, ANegativeHeaderCountIsAHugeBoundAndAShortRowPasses) {
+    data.initIteration(env);
+    record(4, 0.0, -1.0);
+    for (int i = 0; i < 5; ++i) record(4, 9.0, 1.0);
+    record(4, 0.0, 7788.0);
+    row(5, {{1, 1.0}});
+    record(6, 0.0, 3.0);
+    record(6, 1.0, 1.0);
+    record(6, 0.0, 7788.0);
+    EXPECT_EQ(data.ivMatState, 0);
+    EXPECT_EQ(data.ivNum2OutDegreeMap, (KVORADIFData::IntMap{{4, 5}, {5, 1}, {6, 1}}));
+}
+
+TEST_F(DIFScanTest, TheSampleTraceShowsTheFirstNineRecords) {
+    data.ivVerbosityLvl = 31;
+    targetVec.setSize(1, env);
+    targetVec[1] = 3.9;
+    data.initIteration(env);
+    testing::internal::CaptureStdout();
+    row(3, {{1, 2.0}, {2, 2.0}, {4, 2.0}, {5, 2.0}, {6, 2.0}, {7, 2.0}, {8, 2.0}, {9, 2.0}, {10, 2.0}, {11, 2.0}});
+    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string first = ">>>>>> Worker 0[SampleTraceEventStarts]\n"
+                              " Entering KVORADIFData::update, ivState = 0, sample num = 3\n"
+                              " -- dataVec size =  2\n"
+                              "  - Elm 1: 0\n"
+                              "  - Elm 2: 10\n"
+                              "-- targetVec size =  1\n"
+                              "  - Elm 1: 3\n";
+    EXPECT_EQ(out.find(first), 0u) << out;
+    size_t entries = 0;
+    for (size_t at = out.find(" Entering"); at != std::string::npos; at = out.find(" Entering", at + 1)) ++entries;
+    EXPECT_EQ(entries, 9u);
+    EXPECT_NE(out.find("  - Elm 1: 9\n  - Elm 2: 2\n-- targetVec size =  1\n  - Elm 1: 3\n"
+                       ">>>>>> Worker 0[SampleTraceEventEnds]\n"),
+              std::string::npos);
+    EXPECT_EQ(data.ivSampleTraceEventsCounter, 12);
+    EXPECT_EQ(data.ivSampleTraceOn, 0);
+}
+
+}  // namespace
