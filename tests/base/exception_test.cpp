@@ -9,7 +9,6 @@
 #include "base/BASE_Log.h"
 #include "base/BASE_MlException.h"
 #include "base/BASE_MlExceptionUser.h"
-#include "base/KVOMemoryException.h"
 
 namespace {
 
@@ -48,10 +47,6 @@ TEST(BaseException, UserErrorTellsItsPlaceOnlyWhenVerbose) {
 TEST(BaseException, LibraryFailureEndsTheProcessWithStatusOne) {
     EXPECT_EXIT(BASE_MlException("index out of range", "Graph.cpp", 12).exitOnFailure(), testing::ExitedWithCode(1),
                 "Internal Error: index out of range\nThrown in file Graph.cpp at line 12");
-}
-
-TEST(BaseException, MemoryExceptionIsABadAlloc) {
-    EXPECT_THROW(throw KVOMemoryException(), std::bad_alloc);
 }
 
 TEST(BaseLog, OpenWriteAndItsFailures) {

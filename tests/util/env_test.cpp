@@ -111,11 +111,4 @@ TEST(Env, ClassVariablesAndRunWideObjects) {
     });
 }
 
-TEST(Env, SharedThreadIdSwitch) {
-    kvoraSharedThreadIdSwitch = 1;
-    EXPECT_EQ(kvoraCurrentThreadId(), 42);
-    kvoraSharedThreadIdSwitch = 0;
-    EXPECT_NE(kvoraCurrentThreadId(), 42);
-}
-
 }  // namespace
