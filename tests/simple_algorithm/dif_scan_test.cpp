@@ -47,6 +47,7 @@ TEST_F(DIFScanTest, NormalizerSumsRowsAndDegreesWhateverTheWeights) {
     record(6, 2.0, 1.0);
     record(6, 0.0, 5.0);
     record(6, 0.0, 7788.0);
+    data.gatherCalleeSums();
     EXPECT_EQ(data.ivRowsCounter, 11u);
     EXPECT_EQ(data.ivMatState, 0);
     EXPECT_EQ(data.ivNum2RowSumMap.size(), 3u);
@@ -63,12 +64,13 @@ TEST_F(DIFScanTest, NormalizerSumsRowsAndDegreesWhateverTheWeights) {
 
     data.finishIteration(env);
     EXPECT_TRUE(data.ivNum2RowSumMap.empty());
+    EXPECT_TRUE(data.ivNum2InDegreeMap.empty());
     ASSERT_EQ(data.ivRowSumSamples.getSize(), 3);
     EXPECT_EQ(data.ivRowSumSamples[1], 1u);
     EXPECT_EQ(data.ivRowSumSamples[3], 6u);
     EXPECT_EQ(data.ivRowSum[1], 4.0);
     ASSERT_EQ(data.ivInDegreeSamples.getSize(), 3);
-    EXPECT_EQ(data.ivInDegree[1], 3);
+    EXPECT_EQ(data.ivInDegree[1], 3);  // node 2: two records, then one more
 }
 
 TEST_F(DIFScanTest, WeightedDegreesAddTruncatedWeightsOfDataRecordsOnly) {
@@ -78,6 +80,7 @@ TEST_F(DIFScanTest, WeightedDegreesAddTruncatedWeightsOfDataRecordsOnly) {
     record(7, 0.0, 2.0);
     record(7, 0.0, 9.0);  // callee 0 inside the row: counted against n, adds nothing
     record(7, 0.0, 7788.0);
+    data.gatherCalleeSums();
     // 1e10 keeps its low 32 bits: 10000000000 - 2 * 4294967296 = 1410065408.
     EXPECT_EQ(data.ivNum2WeightedInDegreeMap, (KVORADIFData::IntMap{{2, 1410065408}, {3, -2}, {4, 3}}));
     EXPECT_EQ(data.ivNum2WeightedOutDegreeMap, (KVORADIFData::IntMap{{1, 1410065409}}));
@@ -94,6 +97,7 @@ TEST_F(DIFScanTest, DiffusionSpreadsFreshEnergyByTheMergedRowSum) {
     row(1, {{2, 2.0}, {4, 6.0}});
     row(9, {{2, 1.0}, {6, 1.0}});  // no fresh energy: entries with 0, the callees too
     row(3, {{5, 1.0}});  // a row sum of 0: an infinity flows on, without a word
+    data.gatherCalleeSums();
     EXPECT_EQ(data.ivModel1Num2MultResMap.size(), 4u);
     EXPECT_EQ(data.ivModel1Num2MultResMap[6], 0.0);
     EXPECT_EQ(data.ivModel1Num2MultResMap[2], 0.5);

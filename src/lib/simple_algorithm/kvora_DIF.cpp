@@ -210,6 +210,8 @@ void KVORADIFData::releasePrimitive(KVORA_ENV env)
     ivModel1Num2FreshEnergyMap.clear();
     ivModel1Num2MultResMap.clear();
     ivNum2RowSumMap.clear();
+    ivCalleeIntSums.clear();
+    ivCalleeRealSums.clear();
     resetRowCache();
     KVORASimpleAlgorithmAbstractData::releasePrimitive(env);
 }

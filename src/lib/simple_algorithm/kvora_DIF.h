@@ -15,6 +15,7 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <unordered_map>
 
 #include "kvo/kv2ustra.h"
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
@@ -75,6 +76,12 @@ public:
     // Checks the row structure; answers ivMatState as it was on entry.
     int32_t checkMatStateValidity(const KVORAXaRay<double, 1> &dataVec, uint64_t sampleNumber, KVORA_ENV env);
     int32_t sampleTraceEvent(int32_t level);
+    // update adds the callee side of a record (in-degree, weighted in-degree,
+    // arriving energy) into a hash table, the one lookup of a record at a
+    // random place; this moves those sums into the ordered map of the present
+    // phase. finishIteration calls it first. The sums are the same either
+    // way: each node's additions keep the order of the records.
+    void gatherCalleeSums();
 
     // ---- results and messages ----
     void writeDataOutputFile(KVORA_ENV env);
@@ -133,6 +140,8 @@ public:
     int64_t ivSampleTraceEventsCounter;
 
 private:
+    std::unordered_map<uint64_t, int32_t> ivCalleeIntSums;
+    std::unordered_map<uint64_t, double> ivCalleeRealSums;
     // Map entries of the open row's caller: the caller is the same for every
     // record of a row, so its entries are looked up once per row. Map nodes
     // never move, and every pass starts with a header, which resets them.

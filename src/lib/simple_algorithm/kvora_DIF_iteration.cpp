@@ -78,6 +78,8 @@ void mergeSum(std::map<uint64_t, V> &map, KVORAXaRay<V, 1> &values, KVORAXaRay<u
 void KVORADIFData::initIteration(KVORA_ENV env)
 {
     traceEvent(20, "Entering initIteration", 1, env);
+    ivCalleeIntSums.clear();
+    ivCalleeRealSums.clear();
     ivMatState = 0;
     ivCurrentCaller = 0;
     ivRowsCounter = 0;
@@ -122,6 +124,7 @@ void KVORADIFData::initIteration(KVORA_ENV env)
 
 void KVORADIFData::finishIteration(KVORA_ENV env)
 {
+    gatherCalleeSums();
     traceEvent(20, "Entering finishIteration", 1, env);
     resetRowCache();
     switch (ivState) {

@@ -5,7 +5,10 @@
 #include "simple_algorithm/kvora_DIF.h"
 
 #include <cfloat>
+#include <algorithm>
 #include <cstdio>
+#include <map>
+#include <vector>
 #include <iostream>
 #include <sstream>
 
@@ -134,7 +137,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
         } else if (isData) {
             const uint64_t x = static_cast<uint64_t>(truncate64(callee));
             *ivRowCallerSum += weight;
-            int32_t &in = ivNum2InDegreeMap[x];
+            int32_t &in = ivCalleeIntSums[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + 1u);
             if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivNum2OutDegreeMap[lineNumber];
             *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + 1u);
@@ -145,7 +148,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             const uint64_t x = static_cast<uint64_t>(truncate64(callee));
             // Only the low 32 bits of the truncated weight count.
             const uint32_t v = static_cast<uint32_t>(static_cast<uint64_t>(truncate64(weight)));
-            int32_t &in = ivNum2WeightedInDegreeMap[x];
+            int32_t &in = ivCalleeIntSums[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + v);
             if (ivRowCallerWeightedOut == nullptr) ivRowCallerWeightedOut = &ivNum2WeightedOutDegreeMap[lineNumber];
             *ivRowCallerWeightedOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerWeightedOut) + v);
@@ -159,11 +162,47 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             const double share = weight / rowSum;
             if (rowSum < -DBL_MAX) reportWarning(5004, "Warning: Row sum smaller than min real value");
             if (ivRowCallerFresh == nullptr) ivRowCallerFresh = &ivModel1Num2FreshEnergyMap[lineNumber];
-            double &arrived = ivModel1Num2MultResMap[x];
+            double &arrived = ivCalleeRealSums[x];
             arrived = arrived + *ivRowCallerFresh * share;
         }
         break;
     default:
         KVORA_NOT_IMPLEMENTED();
     }
+}
+
+namespace {
+
+inline void addInto(double &sum, double value) { sum = sum + value; }
+inline void addInto(int32_t &sum, int32_t value)
+{
+    sum = static_cast<int32_t>(static_cast<uint32_t>(sum) + static_cast<uint32_t>(value));
+}
+
+// Moves the hash table's sums, in ascending node order, into the map. In a
+// pass the map is empty here, and adding to a new entry of 0 gives the sum
+// itself (a sum that starts at 0.0 is never -0.0).
+template <class V>
+void moveSorted(std::unordered_map<uint64_t, V> &sums, std::map<uint64_t, V> &map)
+{
+    if (sums.empty()) return;
+    std::vector<std::pair<uint64_t, V>> entries(sums.begin(), sums.end());
+    sums.clear();
+    std::sort(entries.begin(), entries.end(),
+              [](const std::pair<uint64_t, V> &a, const std::pair<uint64_t, V> &b) { return a.first < b.first; });
+    for (const auto &entry : entries) addInto(map.emplace_hint(map.end(), entry.first, V())->second, entry.second);
+}
+
+}  // namespace
+
+void KVORADIFData::gatherCalleeSums()
+{
+    switch (ivState) {
+    case ComputeNormalizer: moveSorted(ivCalleeIntSums, ivNum2InDegreeMap); break;
+    case ComputeWeightedInOutDeg: moveSorted(ivCalleeIntSums, ivNum2WeightedInDegreeMap); break;
+    case DiffusionIterationModel1: moveSorted(ivCalleeRealSums, ivModel1Num2MultResMap); break;
+    default: break;
+    }
+    ivCalleeIntSums.clear();
+    ivCalleeRealSums.clear();
 }
