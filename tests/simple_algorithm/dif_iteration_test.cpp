@@ -197,21 +197,6 @@ TEST(DIFIteration, ADuplicateSeedCountsOnceButItsOldValueTwice) {
     EXPECT_EQ(run.diffVal, 1.5);  // 0.5 - 1.0 - 1.0 on the seed
 }
 
-TEST(DIFIteration, AnEndConditionAboveTheStartValueEndsAfterThePassOne) {
-    std::vector<Record> records;
-    addRow(records, 1, {{2, 5.0}, {3, 1.0}});
-    addRow(records, 2, {{3, 2.0}});
-    DiffusionSetup setup;
-    setup.seeds = {1, 7};
-    setup.epsilon = 100000.0;
-    for (int k = 1; k <= 3; ++k) {
-        const DiffusionRun run = runDiffusion(records, setup, k);
-        EXPECT_EQ(run.passes, 1);
-        EXPECT_EQ(run.csv, kHeader + "1,0,0,2,0,0\n2,0,1,1,0,0\n3,0,2,0,0,0\n");
-        EXPECT_NE(run.out.find("Log;|0;|DIF Terminated Successfully;|LogEnd\n"), std::string::npos);
-    }
-}
-
 TEST(DIFIteration, FractionalAndNegativeWeightsAreTruncatedInTheWeightedDegrees) {
     std::vector<Record> records;
     addRow(records, 1, {{2, 0.9}, {3, -2.5}, {4, 3.7}});
