@@ -169,6 +169,36 @@ TEST(DIFRun, EveryRefusedParameterEndsTheRunWithItsText) {
     }
 }
 
+// Broken rows cannot come from the graph loader; the table loader writes the
+// same three columns in file order, as they stand.
+TEST(DIFRun, BrokenRowsEndTheProcessWithTheirRowNumbers) {
+    const std::vector<std::vector<std::string>> cases = {
+        {"5,7,1\n", "worker: 0 ERROR in row 1, caller: 5, callee: 7, weight: 1\n",
+         "Error;|4602;|1;|KVORADIFData::checkMatStateValidity: Expected to see header;|ErrorEnd\n"},
+        {"5,0,1\n5,3,1\n5,0,7788\n6,0,2\n6,1,1\n7,2,1\n",
+         "worker: 0 ERROR in row 6, caller: 7, callee: 2, weight: 1\n",
+         "Error;|4603;|6;|KVORADIFData::checkMatStateValidity: Caller changed without proper footer;|ErrorEnd\n"},
+        {"5,0,1\n5,3,1\n5,0,7787\n", "worker: 0 ERROR in row 3, caller: 5, callee: 0, weight: 7787\nExpected 1 callees\n",
+         "Error;|4604;|KVORADIFData::checkMatStateValidity: number of callees exceeded bound;|ErrorEnd\n"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c[0]);
+        const std::string dir = qrvtest::makeTempDir("qrvdif");
+        qrvtest::writeFile(dir, "rows.csv", "caller,callee,weight\n" + c[0]);
+        qrvtest::writeFile(dir, "seeds.txt", "5\n");
+        qrvtest::RunOptions options;
+        options.dir = dir;
+        ASSERT_EQ(qrvtest::run({qrvtest::qrvloadPath(), "table", "rows.csv", "calls", "--line-number", "caller"}, options)
+                      .status,
+                  0);
+        const qrvtest::RunResult r = runDIF(dir, kKeys, 1);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err, c[1]);
+        EXPECT_NE(r.out.find(c[2]), std::string::npos) << r.out;
+        EXPECT_EQ(r.out.find("Terminating NELO"), std::string::npos);
+    }
+}
+
 TEST(DIFRun, ASeedLineOfEightyCharactersIsRefusedAndTheRunGoesOn) {
     const std::string dir = prepare("caller,callee,weight\n1,2,5\n", std::string(100, '1') + "\n1");
     const qrvtest::RunResult r = runDIF(dir, kKeys + "<MaxNumIterations>1</MaxNumIterations>\n", 2);
