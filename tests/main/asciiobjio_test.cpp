@@ -11,8 +11,10 @@
 #include <string>
 
 #include "kernel/kvora_catfield.h"
+#include "kernel/kvora_catfielddist.h"
 #include "kernel/kvora_datapoint.h"
 #include "kernel/kvora_numfield.h"
+#include "kernel/kvora_numfielddist.h"
 #include "qrvexec/kvora_t_asciiobjio.h"
 #include "qrvexec/kvora_t_streamlbio.h"
 #include "simple_algorithm/kvora_kernel_functions_rbf.h"
@@ -760,4 +762,53 @@ TEST(AsciiBroken, DeepNestingIsRefused)
     ReadOutcome o = readText(t, [&](KVORAAsciiStreamReader &r, KVORA_ENV e) { kvoraRead(r, back, e); });
     EXPECT_TRUE(failedWith(o, "Object stream nested too deeply")) << o.err.substr(0, 200);
     back.reset(env);
+}
+
+TEST(AsciiObjects, LearntDistributionsRoundTrip)
+{
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORANumFieldDist> num;
+    num.reset(new KVORANumFieldDist(), env);
+    KVORAOwnPtr<KVORACatFieldDist> cat;
+    cat.reset(new KVORACatFieldDist(), env);
+    cat->ivMinCatOccuranceThreshold = 2;
+    const char *texts[] = {"red", "green", "red", "blue", "green"};
+    for (int pass = 0; pass < 2; ++pass) {
+        num->beginPass(env);
+        cat->beginPass(env);
+        for (int v = 1; v <= 100; ++v) {
+            num->add(static_cast<uint32_t>(v), static_cast<double>(v), env);
+            cat->add(static_cast<uint32_t>(v), KV2AscString(texts[v % 5]), env);
+        }
+        num->endPass(env);
+        cat->endPass(env);
+    }
+    std::string n = written(0, [&](KVORAObjWriter &w, KVORA_ENV e) { kvoraWrite(w, num, e); });
+    std::string c = written(0, [&](KVORAObjWriter &w, KVORA_ENV e) { kvoraWrite(w, cat, e); });
+    KVORAOwnPtr<KVORANumFieldDist> numBack;
+    KVORAOwnPtr<KVORACatFieldDist> catBack;
+    ReadOutcome o = readText(n + c, [&](KVORAAsciiStreamReader &r, KVORA_ENV e) {
+        kvoraRead(r, numBack, e);
+        kvoraRead(r, catBack, e);
+    });
+    ASSERT_FALSE(o.threw) << o.err;
+    ASSERT_EQ(numBack->getBinCount(), 10);
+    for (int32_t j = 1; j <= 10; ++j) {
+        EXPECT_EQ(numBack->ivPotBinsVec[j].ivLoEnd, num->ivPotBinsVec[j].ivLoEnd);
+        EXPECT_EQ(numBack->ivPotBinsVec[j].ivHiEnd, num->ivPotBinsVec[j].ivHiEnd);
+        EXPECT_EQ(numBack->ivPotBinsVec[j].ivCount, 10.0);
+        EXPECT_EQ(numBack->ivPotBinsVec[j].ivMean, num->ivPotBinsVec[j].ivMean);
+    }
+    EXPECT_EQ(numBack->getBinIndex(55.0), 6);
+    // red 40, green 40, blue 20 of the sample: all three, the ties by text.
+    ASSERT_EQ(catBack->getCategoryCount(), 3);
+    EXPECT_EQ(catBack->getCategoryAt(1), "green");
+    EXPECT_EQ(catBack->getCategoryAt(2), "red");
+    EXPECT_EQ(catBack->getCategoryAt(3), "blue");
+    EXPECT_EQ(catBack->getCatIndex(KV2AscString("blue")), 3);
+    EXPECT_EQ(catBack->ivCatsVec[2].ivCount, 40.0);
+    num.reset(env);
+    cat.reset(env);
+    numBack.reset(env);
+    catBack.reset(env);
 }
