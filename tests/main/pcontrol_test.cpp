@@ -2,6 +2,7 @@
 // start, the master's banner, the private copy of the validation file name,
 // and the time accounting's figure (milliseconds divided by one million).
 #include <gtest/gtest.h>
+#include <mpi.h>
 
 #include <cmath>
 #include <cstdio>
@@ -35,6 +36,7 @@ void startAndTell() {
     const std::string out = testing::internal::GetCapturedStdout();
     std::fprintf(stderr, "rank=%d size=%d master=%d out=[%s]\n", control.ivRank, control.ivSize,
                  control.isMaster(), out.c_str());
+    MPI_Finalize();  // lets the transport library free its memory before the child ends
     std::exit(0);
 }
 
