@@ -13,6 +13,7 @@
 #include "qrvexec/kvora_control.h"
 #include "qrvexec/kvora_pcontrol.h"
 #include "qrvexec/kvora_runvalues.h"
+#include "util/kvora_trace.h"
 
 namespace {
 const char *const kVersion = "2.0.6";
@@ -21,6 +22,8 @@ const char *const kDiagnosticDirectory = "/tmp/";
 }  // namespace
 
 int main(int argc, char **argv) {
+    // Failed assertions go to the trace file too when its level asks for it.
+    kvoraTraceInstallHook();
     reportLog(0, std::string("qrvexec version is ") + kVersion);
     try {
         if (argc != 4) {
