@@ -21,7 +21,9 @@
 #include "qrvexec/kvora_model_report.h"
 #include "qrvexec/kvora_pcontrol.h"
 #include "qrvexec/kvora_runvalues.h"
+#include "simple_algorithm/kvora_CGA_data.h"
 #include "simple_algorithm/kvora_DIF.h"
+#include "simple_algorithm/kvora_kernel_data.h"
 #include "simple_algorithm/kvora_simple_algorithm.h"
 #include "util/kvora_debug.h"
 
@@ -55,8 +57,12 @@ void openDataset(KVORAOwnPtr<KVORABinaryInputDataset> &dataset, KVORAPageReader 
 // The data classes enter the registry from their own object files, which a
 // static link takes only when something refers to them: the driver does.
 void registerAlgorithms() {
+    static const int32_t cgaRegistered = kvoraRegisterCGAData();
+    (void)cgaRegistered;
     static const int32_t registered = kvoraRegisterDIFData();
     (void)registered;
+    static const int32_t kernelRegistered = kvoraRegisterKernelData();
+    (void)kernelRegistered;
 }
 
 }  // namespace
