@@ -13,31 +13,32 @@
 #include "util/kvora_debug.h"
 #include "util/kvora_objio.h"
 
-KVORA_OBJECT_IMPL(KVORACGAData, KVORASimpleAlgorithmAbstractData, 24)
+KVORA_OBJECT_IMPL(KVORACGAData, KVORASimpleAlgorithmAbstractData, 25)
 KVORA_MEMBER_KEYWORD(KVORACGAData, ivState, 1)
 KVORA_MEMBER_KEYWORD(KVORACGAData, ivCoveredNodesBuffer, 2)
 KVORA_MEMBER_KEYWORD(KVORACGAData, ivVerbosityLvl, 3)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivKernelEdges, 4)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivNodesBuffer, 5)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCBuffer, 6)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivNodesToConnect, 7)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivClustersToConnectNodesTo, 8)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivIterationCounterCollectingEdges, 9)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivMinIndRelevantClusters, 10)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivMaxIndRelevantClusters, 11)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCEdges, 12)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCEdgesNum, 13)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivPageRanks, 14)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivPageRanksTransposed, 15)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCNodesByPageRank, 16)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCNodesByPageRankTransposed, 17)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivOutDegreesWeightedByPageRank, 18)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivInDegreesWeightedByPageRankTransposed, 19)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCOutDegrees, 20)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCInDegrees, 21)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCNodesNum, 22)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivIterationCounter, 23)
-KVORA_MEMBER_KEYWORD(KVORACGAData, ivProgressReportCounter, 24)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivKernelPtr, 4)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivKernelEdges, 5)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivNodesBuffer, 6)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCBuffer, 7)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivNodesToConnect, 8)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivClustersToConnectNodesTo, 9)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivIterationCounterCollectingEdges, 10)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivMinIndRelevantClusters, 11)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivMaxIndRelevantClusters, 12)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCEdges, 13)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCEdgesNum, 14)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivPageRanks, 15)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivPageRanksTransposed, 16)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCNodesByPageRank, 17)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCNodesByPageRankTransposed, 18)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivOutDegreesWeightedByPageRank, 19)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivInDegreesWeightedByPageRankTransposed, 20)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCOutDegrees, 21)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCInDegrees, 22)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivCCNodesNum, 23)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivIterationCounter, 24)
+KVORA_MEMBER_KEYWORD(KVORACGAData, ivProgressReportCounter, 25)
 
 KVORA_SIMPLE_ALGORITHM_DATA_ID(KVORACGAData, 17)
 
@@ -152,6 +153,11 @@ void KVORACGAData::copyFromPrimitive(const KVORAObject *source, KVORA_ENV env)
     if (source == nullptr || source == this) return;
     const KVORACGAData *other = static_cast<const KVORACGAData *>(source);
     copyScalars(*this, *other);
+    ivKernelPtr.reset(env);
+    if (other->ivKernelPtr.get() != nullptr) {
+        ivKernelPtr.create(env);
+        ivKernelPtr.get()->copyFromPrimitive(other->ivKernelPtr.get(), env);
+    }
     forEachArray(*this, *other, [&env](auto &mine, const auto &theirs) { mine.copyFrom(theirs, env); });
     traceEvent(40, "copyFromPrimitive finished", 0, env);
 }
@@ -162,6 +168,7 @@ void KVORACGAData::transferFromPrimitive(KVORAObject *source, KVORA_ENV env)
     if (source == nullptr || source == this) return;
     KVORACGAData *other = static_cast<KVORACGAData *>(source);
     copyScalars(*this, *other);
+    ivKernelPtr.reset(other->ivKernelPtr.transfer(), env);
     ivNodeToCCMap.swap(other->ivNodeToCCMap);
     ivCoveredNodes.swap(other->ivCoveredNodes);
     ivNodeToIterationConnectedMap.swap(other->ivNodeToIterationConnectedMap);
@@ -178,8 +185,7 @@ void KVORACGAData::writePrimitive(KVORAObjWriter &writer, KVORA_ENV env) const
     switch (ivState) {
     case BuildingKernel:
     case CollectingKernelEdges:
-        // The kernel object itself is not linked into this build: its place
-        // in the stream stays empty.
+        kvoraWrite(writer, KVORA_KWD(ivKernelPtr), ivKernelPtr, env);
         kvoraWrite(writer, KVORA_KWD(ivKernelEdges), ivKernelEdges, env);
         break;
     case ConnectingIsolatedNodes:
@@ -227,6 +233,7 @@ void KVORACGAData::readPrimitive(KVORAObjReader &reader, KVORA_ENV env)
     switch (ivState) {
     case BuildingKernel:
     case CollectingKernelEdges:
+        kvoraRead(reader, KVORA_KWD(ivKernelPtr), ivKernelPtr, env);
         kvoraRead(reader, KVORA_KWD(ivKernelEdges), ivKernelEdges, env);
         break;
     case ConnectingIsolatedNodes:
@@ -273,6 +280,7 @@ void KVORACGAData::postReadPrimitive(KVORAObjReader &reader, KVORA_ENV env)
 
 void KVORACGAData::releasePrimitive(KVORA_ENV env)
 {
+    ivKernelPtr.reset(env);
     ivSparseDataPtr.reset(env);
     forEachArray(*this, *this, [&env](auto &mine, auto &) { mine.reset(env); });
     ivRowScratch.reset(env);
@@ -313,7 +321,8 @@ void KVORACGAData::merge(KVORASimpleAlgorithmAbstractData *otherData, KVORA_ENV 
     KVORACGAData *other = static_cast<KVORACGAData *>(otherData);
     switch (ivState) {
     case BuildingKernel:
-        KVORA_NOT_IMPLEMENTED();
+        KVORA_ASSERT(ivKernelPtr.get() != nullptr && other->ivKernelPtr.get() != nullptr);
+        ivKernelPtr.get()->merge(other->ivKernelPtr.get(), env);
         break;
     case CollectingKernelEdges:
         appendAll(ivKernelEdges, other->ivKernelEdges, env);
@@ -342,7 +351,10 @@ void KVORACGAData::merge(KVORASimpleAlgorithmAbstractData *otherData, KVORA_ENV 
     traceEvent(40, "merge finished", 0, env);
 }
 
-void KVORACGAData::print(std::ostream &) const {}
+void KVORACGAData::print(std::ostream &stream) const
+{
+    if (ivState == BuildingKernel && ivKernelPtr.get() != nullptr) ivKernelPtr.get()->print(stream);
+}
 
 // ---- messages ----
 
@@ -443,6 +455,7 @@ void KVORACGAData::dump(std::ostream &out) const
     out << " <- ivCoveredNodes contains " << ivCoveredNodes.size() << " elements\n";
     dumpArray(out, "ivCoveredNodesBuffer", ivCoveredNodesBuffer);
     dumpArray(out, "ivClusterSizes", ivClusterSizes);
+    out << (ivKernelPtr.get() != nullptr ? " <- ivKernelPtr is non NULL\n" : " <- ivKernelPtr is NULL\n");
     out << (ivSparseDataPtr.get() != nullptr ? " <- ivSparseDataPtr is non NULL\n" : " <- ivSparseDataPtr is NULL\n");
     out << " <- ivNodeToIterationConnectedMap contains " << ivNodeToIterationConnectedMap.size() << " elements\n";
     dumpArray(out, "ivNodesToConnect", ivNodesToConnect);

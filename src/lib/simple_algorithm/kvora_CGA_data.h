@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "kvo/kv2ustra.h"
+#include "simple_algorithm/kvora_kernel_data.h"
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
 #include "simple_algorithm/kvora_sparse_to_dense.h"
 #include "util/kvora_env.h"
@@ -74,6 +75,7 @@ public:
     // ---- parameters and kernel edges ----
     void open(const KVORAXMLTag &parameters, KVORA_ENV env);
     void readKernelValuesFile(KVORA_ENV env);
+    void collectKernelEdges(KVORA_ENV env);
 
     // ---- cluster steps ----
     void buildInitialClusters(KVORA_ENV env);
@@ -108,6 +110,7 @@ public:
     int32_t ivVerbosityLvl;
     int32_t ivSampleTraceOn;
     int64_t ivSampleTraceEventsCounter;
+    KVORAOwnPtr<KVORAKernelData> ivKernelPtr;
     KVORAXaRay<uint64_t, 1> ivKernelEdges;
     KVORAXaRay<uint64_t, 1> ivRelevantKernelEdges;
     NodeIntMap ivNodeToCCMap;

@@ -62,8 +62,10 @@ uint32_t strtoul32(const char *text)
 void KVORACGAData::open(const KVORAXMLTag &parameters, KVORA_ENV env)
 {
     reportLog(0, "Starting reading parameter file.");
-    // The kernel's own keys stand in this same group; its object is made
-    // and opened by the kernel module when that is linked in.
+    // The kernel's own keys stand in this same parameter group.
+    ivKernelPtr.reset(env);
+    ivKernelPtr.create(env);
+    ivKernelPtr.get()->open(parameters, env);
     std::ostringstream gathered;
 
     if (const KVORAXMLTag *tag = findKey(parameters, "MinClusterSize", env)) {
@@ -187,6 +189,23 @@ void KVORACGAData::open(const KVORAXMLTag &parameters, KVORA_ENV env)
 
     reportLog(1, gathered.str());
     reportLog(0, "Reading parameter file is done.");
+}
+
+void KVORACGAData::collectKernelEdges(KVORA_ENV env)
+{
+    KVORAKernelData *kernel = ivKernelPtr.get();
+    KVORA_ASSERT(kernel != nullptr);
+    for (const auto &row : kernel->getSparseKernelMatrix()) {
+        const uint64_t r = kernel->getKernelColSampleNumber(static_cast<int32_t>(row.first));
+        const bool rowCovered = ivCoveredNodes.count(r) != 0;
+        for (const auto &entry : row.second) {
+            const uint64_t c = kernel->getOtherSampleNumber(static_cast<int32_t>(entry.first));
+            if (rowCovered || ivCoveredNodes.count(c) != 0 || r == c) continue;
+            ivKernelEdges.copyAppend(r, env);
+            ivKernelEdges.copyAppend(c, env);
+        }
+    }
+    kernel->releaseMatrices(env);
 }
 
 void KVORACGAData::readKernelValuesFile(KVORA_ENV env)

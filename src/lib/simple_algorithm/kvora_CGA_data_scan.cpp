@@ -17,9 +17,8 @@ int32_t KVORACGAData::getScanType() const
 {
     switch (ivState) {
     case BuildingKernel:
-        // The kernel owns these passes; it is not part of this build.
-        KVORA_NOT_IMPLEMENTED();
-        return 0;
+        KVORA_ASSERT(ivKernelPtr.get() != nullptr);
+        return ivKernelPtr.get()->getScanType();
     case CollectingKernelEdges:
     case CCAnalysis:
         return 3;
@@ -32,12 +31,12 @@ int32_t KVORACGAData::getScanType() const
     }
 }
 
-int32_t KVORACGAData::beginDataScan(int32_t, KVORA_ENV env)
+int32_t KVORACGAData::beginDataScan(int32_t numExplanatoryFields, KVORA_ENV env)
 {
     switch (ivState) {
     case BuildingKernel:
-        KVORA_NOT_IMPLEMENTED();
-        return 0;
+        KVORA_ASSERT(ivKernelPtr.get() != nullptr);
+        return ivKernelPtr.get()->beginDataScan(numExplanatoryFields, env);
     case StartFromKernel:
         readKernelValuesFile(env);
         buildInitialClusters(env);
@@ -75,7 +74,7 @@ void KVORACGAData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
     }
     switch (ivState) {
     case BuildingKernel:
-        KVORA_NOT_IMPLEMENTED();
+        ivKernelPtr.get()->update(dataVec, targetVec, sampleNumber, env);
         return;
     case ConnectingIsolatedNodes:
     case CollectingClusterEdges:
@@ -107,8 +106,7 @@ void KVORACGAData::updateWithoutDataScan(KVORA_ENV env)
     traceEvent(30, "Entering updateWithoutDataScan", 0, env);
     switch (ivState) {
     case CollectingKernelEdges:
-        // The kernel's table is the only source of edges in this state; with
-        // no kernel linked in there are none.
+        collectKernelEdges(env);
         break;
     case CCAnalysis:
         analyzeClusters(env);
@@ -123,7 +121,8 @@ void KVORACGAData::initIteration(KVORA_ENV env)
     traceEvent(20, "Entering initIteration", 0, env);
     switch (ivState) {
     case BuildingKernel:
-        KVORA_NOT_IMPLEMENTED();
+        KVORA_ASSERT(ivKernelPtr.get() != nullptr);
+        ivKernelPtr.get()->initIteration(env);
         return;
     case CollectingKernelEdges:
     case CCAnalysis:
@@ -131,6 +130,7 @@ void KVORACGAData::initIteration(KVORA_ENV env)
     case ConnectingIsolatedNodes:
     case CollectingClusterEdges:
         ivKernelEdges.reset(env);
+        if (ivKernelPtr.get() != nullptr) ivKernelPtr.get()->releaseMatrices(env);
         ivSparseDataPtr.create(env);
         ivSparseDataPtr.get()->beginDataScan(0, env);
         ivNodesToConnect.reset(env);
@@ -148,10 +148,12 @@ void KVORACGAData::finishIteration(KVORA_ENV env)
     static const char *const method = "finishIteration";
     switch (ivState) {
     case BuildingKernel:
-        KVORA_NOT_IMPLEMENTED();
+        KVORA_ASSERT(ivKernelPtr.get() != nullptr);
+        ivKernelPtr.get()->finishIteration(env);
         return;
     case CollectingKernelEdges:
         reportProgress("Finished an iteration of kernel building and edge collection", method, env);
+        ivKernelPtr.reset(env);
         return;
     case ConnectingIsolatedNodes:
         reportProgress("Finished an iteration of issolated nodes connection", method, env);
@@ -196,9 +198,15 @@ int32_t KVORACGAData::endDataScan(KVORA_ENV env)
     traceEvent(2, "Entering endDataScan", 0, env);
     static const char *const method = "endDataScan";
     switch (ivState) {
-    case BuildingKernel:
-        KVORA_NOT_IMPLEMENTED();
+    case BuildingKernel: {
+        KVORA_ASSERT(ivKernelPtr.get() != nullptr);
+        const int32_t built = ivKernelPtr.get()->endDataScan(env);
+        if (built == 1) {
+            reportProgress("Finished building kernel", method, env);
+            ivState = CollectingKernelEdges;
+        }
         return 0;
+    }
     case CollectingKernelEdges:
         reportProgress("Finished collecting kernel edges", method, env);
         buildInitialClusters(env);
@@ -246,6 +254,7 @@ int32_t KVORACGAData::endDataScan(KVORA_ENV env)
         reportProgress("Restart building kernel", method, env);
         ++ivIterationCounter;
         ivState = BuildingKernel;
+        if (ivKernelPtr.get() != nullptr) ivKernelPtr.get()->releaseMatrices(env);
         ivKernelEdges.reset(env);
         ivRelevantKernelEdges.reset(env);
         ivNodeToCCMap.clear();
