@@ -19,6 +19,15 @@ const char *const kNoSamples =
     "buildSelfKernelValuesHistogram:Could not find any samples for the histogram. It is likely that the data is "
     "corrupt or parameters are set too restrictively.";
 
+// The C library's draw cut to 15 bits: the walk's step is scaled for draws
+// below 32768, as the first platform's library gave them. Where RAND_MAX is
+// 32767 this is rand() itself; where it is wider, the step keeps its range
+// instead of leaping past the whole table at the first draw.
+int32_t kvoraRand15()
+{
+    return std::rand() % 32768;
+}
+
 }  // namespace
 
 void KVORAKernelData::buildSelfKernelValuesHistogram(KVORA_ENV env)
@@ -42,7 +51,7 @@ void KVORAKernelData::buildSelfKernelValuesHistogram(KVORA_ENV env)
             mineRow(b + 1, ivOther, env);
             histogram->addValue(kernel.ComputeKernel(ivMine, ivOther, ivSamplesOrder[a + 1], ivSamplesOrder[b + 1]),
                                 env);
-            k += static_cast<int64_t>(std::rand() * (1.0 / 32768.0) * 2.0 * s);
+            k += static_cast<int64_t>(kvoraRand15() * (1.0 / 32768.0) * 2.0 * s);
         }
     } else {
         int64_t count = 0;
