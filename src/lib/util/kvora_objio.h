@@ -220,9 +220,11 @@ void kvoraReadArray(KVORAObjReader &r, A &array, KVORA_ENV env) {
             kvoraArraySetSize(array, n, array.getCapacity(), env);
         }
         // Elements already there are read in place; the rest as they arrive.
-        for (int32_t i = N; i < n + N; ++i) {
-            array.autoExtend(i, env);
-            kvoraRead(r, array[i], env);
+        // The bound is 64-bit: a size of 2^31-1 from the stream, counted
+        // from 1, passes the 32-bit range.
+        for (int64_t i = N; i < static_cast<int64_t>(n) + N; ++i) {
+            array.autoExtend(static_cast<int32_t>(i), env);
+            kvoraRead(r, array[static_cast<int32_t>(i)], env);
         }
     } else {
         int64_t hint = -static_cast<int64_t>(n);
