@@ -11,11 +11,14 @@
 // (_scan), the passes and merges (_iteration), and the results (_output).
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <ostream>
 #include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "kvo/kv2ustra.h"
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
@@ -140,8 +143,90 @@ public:
     int64_t ivSampleTraceEventsCounter;
 
 private:
-    std::unordered_map<uint64_t, int32_t> ivCalleeIntSums;
-    std::unordered_map<uint64_t, double> ivCalleeRealSums;
+    // A pass's per-callee sums: one open-addressed table of key, value and
+    // use flag, so that a record's sum costs one probe into flat memory and
+    // no allocation. Any 64-bit key is allowed (a callee such as 0.5 makes 0).
+    // The capacity is kept from pass to pass; the sums leave in key order.
+    template <class V>
+    class NodeSums {
+    public:
+        V &operator[](uint64_t key)
+        {
+            if ((ivCount + 1) * 2 > ivSlots.size()) grow();
+            size_t at = slotOf(key);
+            for (;;) {
+                Slot &slot = ivSlots[at];
+                if (!slot.used) {
+                    slot.used = true;
+                    slot.key = key;
+                    slot.value = V();
+                    ++ivCount;
+                    return slot.value;
+                }
+                if (slot.key == key) return slot.value;
+                at = (at + 1) & (ivSlots.size() - 1);
+            }
+        }
+        bool empty() const { return ivCount == 0; }
+        void clear()
+        {
+            if (ivCount == 0) return;
+            for (Slot &slot : ivSlots) slot.used = false;
+            ivCount = 0;
+        }
+        // The sums in ascending key order; the table is left empty.
+        void takeSorted(std::vector<std::pair<uint64_t, V>> &entries)
+        {
+            entries.clear();
+            entries.reserve(ivCount);
+            for (const Slot &slot : ivSlots)
+                if (slot.used) entries.emplace_back(slot.key, slot.value);
+            clear();
+            std::sort(entries.begin(), entries.end(),
+                      [](const std::pair<uint64_t, V> &a, const std::pair<uint64_t, V> &b) { return a.first < b.first; });
+        }
+
+    private:
+        struct Slot {
+            uint64_t key = 0;
+            V value = V();
+            bool used = false;
+        };
+        size_t slotOf(uint64_t key) const
+        {
+            return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> ivShift);
+        }
+        void grow()
+        {
+            std::vector<Slot> old;
+            old.swap(ivSlots);
+            const size_t size = old.empty() ? 1024 : old.size() * 2;
+            ivSlots.assign(size, Slot());
+            ivShift = 64;
+            for (size_t n = size; n > 1; n >>= 1) --ivShift;
+            ivCount = 0;
+            for (const Slot &slot : old)
+                if (slot.used) (*this)[slot.key] = slot.value;
+        }
+        std::vector<Slot> ivSlots;
+        size_t ivCount = 0;
+        int ivShift = 64;
+    };
+    NodeSums<int32_t> ivCalleeIntSums;
+    NodeSums<double> ivCalleeRealSums;
+    // Where the last caller's entry stands in a map that is full when the
+    // pass begins: callers come in ascending order, so the next caller's
+    // entry is a few steps on, not a search from the root. Valid within one
+    // pass only; initIteration, finishIteration and merge drop them.
+    struct RowCursor {
+        RealMap::iterator pos;
+        bool started = false;
+        uint64_t last = 0;
+    };
+    RowCursor ivRowSumCursor;
+    RowCursor ivFreshCursor;
+    static double &rowEntry(RealMap &map, RowCursor &cursor, uint64_t key);
+    void dropRowCursors();
     // Map entries of the open row's caller: the caller is the same for every
     // record of a row, so its entries are looked up once per row. Map nodes
     // never move, and every pass starts with a header, which resets them.

@@ -14,11 +14,41 @@
 
 namespace {
 
+// The entry of a key, created with 0 if missing, like map[key], but keys met
+// in ascending order (as the arrays hold them) cost a step along the map, not
+// a search from its root. The first key, and a key below the last one, are
+// searched for, so any order gives the same entries.
+template <class V>
+class MapCursor {
+public:
+    explicit MapCursor(std::map<uint64_t, V> &map) : ivMap(map), ivPos(map.begin()) {}
+    V &operator[](uint64_t key)
+    {
+        if (!ivStarted || key < ivLast) {
+            ivPos = ivMap.lower_bound(key);
+        } else {
+            const auto end = ivMap.end();
+            while (ivPos != end && ivPos->first < key) ++ivPos;
+        }
+        if (ivPos == ivMap.end() || ivPos->first != key) ivPos = ivMap.emplace_hint(ivPos, key, V());
+        ivStarted = true;
+        ivLast = key;
+        return ivPos->second;
+    }
+
+private:
+    std::map<uint64_t, V> &ivMap;
+    typename std::map<uint64_t, V>::iterator ivPos;
+    bool ivStarted = false;
+    uint64_t ivLast = 0;
+};
+
 template <class V>
 void arraysToMap(std::map<uint64_t, V> &map, const KVORAXaRay<V, 1> &values, const KVORAXaRay<uint64_t, 1> &samples)
 {
     const int32_t n = values.getSize() < samples.getSize() ? values.getSize() : samples.getSize();
-    for (int32_t i = 1; i <= n; ++i) map[samples[i]] = values[i];
+    MapCursor<V> at(map);
+    for (int32_t i = 1; i <= n; ++i) at[samples[i]] = values[i];
 }
 
 template <class V>
@@ -69,7 +99,8 @@ void mergeSum(std::map<uint64_t, V> &map, KVORAXaRay<V, 1> &values, KVORAXaRay<u
     map.clear();
     arraysToMap(map, values, samples);
     const int32_t n = otherValues.getSize() < otherSamples.getSize() ? otherValues.getSize() : otherSamples.getSize();
-    for (int32_t i = 1; i <= n; ++i) addInto(map[otherSamples[i]], otherValues[i]);
+    MapCursor<V> at(map);
+    for (int32_t i = 1; i <= n; ++i) addInto(at[otherSamples[i]], otherValues[i]);
     mapToArrays(map, values, samples, env);
 }
 
@@ -84,6 +115,7 @@ void KVORADIFData::initIteration(KVORA_ENV env)
     ivCurrentCaller = 0;
     ivRowsCounter = 0;
     resetRowCache();
+    dropRowCursors();
     switch (ivState) {
     case ComputeNormalizer:
         ivNum2RowSumMap.clear();
@@ -127,6 +159,7 @@ void KVORADIFData::finishIteration(KVORA_ENV env)
     gatherCalleeSums();
     traceEvent(20, "Entering finishIteration", 1, env);
     resetRowCache();
+    dropRowCursors();
     switch (ivState) {
     case ComputeNormalizer:
         mapToArrays(ivNum2RowSumMap, ivRowSum, ivRowSumSamples, env);
@@ -188,6 +221,7 @@ void KVORADIFData::merge(KVORASimpleAlgorithmAbstractData *otherData, KVORA_ENV 
         KVORA_NOT_IMPLEMENTED();
     }
     resetRowCache();
+    dropRowCursors();
     traceEvent(40, "merge finished", 0, env);
 }
 
@@ -224,29 +258,48 @@ int32_t KVORADIFData::endDataScan(KVORA_ENV env)
         RealMap temporary;
         totals.clear();
         double largest = 0.0;
-        for (int32_t i = 1; i <= ivModel1TotalEnergiesOld.getSize(); ++i)
-            totals[ivModel1TotalEnergiesSamplesOld[i]] = ivModel1TotalEnergiesOld[i];
-        for (int32_t i = 1; i <= ivModel1FreshEnergies.getSize(); ++i) {
-            double &total = totals[ivModel1FreshEnergiesSamples[i]];
-            total = total + ivModel1FreshEnergies[i];
+        {
+            MapCursor<double> at(totals);
+            for (int32_t i = 1; i <= ivModel1TotalEnergiesOld.getSize(); ++i)
+                at[ivModel1TotalEnergiesSamplesOld[i]] = ivModel1TotalEnergiesOld[i];
         }
-        for (int32_t i = 1; i <= ivModel1FreshEnergiesOld.getSize(); ++i)
-            temporary[ivModel1FreshEnergiesSamplesOld[i]] = ivModel1FreshEnergiesOld[i];
-        // A node that passes energy on keeps only what it did not pass.
-        for (const auto &entry : ivNum2OutDegreeMap) {
-            if (entry.second <= 0) continue;
-            const double passedOn = temporary[entry.first] * ivSpreadCoefficient;
-            double &total = totals[entry.first];
-            total = total - passedOn;
+        {
+            MapCursor<double> at(totals);
+            for (int32_t i = 1; i <= ivModel1FreshEnergies.getSize(); ++i) {
+                double &total = at[ivModel1FreshEnergiesSamples[i]];
+                total = total + ivModel1FreshEnergies[i];
+            }
+        }
+        {
+            MapCursor<double> at(temporary);
+            for (int32_t i = 1; i <= ivModel1FreshEnergiesOld.getSize(); ++i)
+                at[ivModel1FreshEnergiesSamplesOld[i]] = ivModel1FreshEnergiesOld[i];
+        }
+        {
+            // A node that passes energy on keeps only what it did not pass.
+            MapCursor<double> passed(temporary);
+            MapCursor<double> at(totals);
+            for (const auto &entry : ivNum2OutDegreeMap) {
+                if (entry.second <= 0) continue;
+                const double passedOn = passed[entry.first] * ivSpreadCoefficient;
+                double &total = at[entry.first];
+                total = total - passedOn;
+            }
         }
         mapToArrays(totals, ivModel1TotalEnergies, ivModel1TotalEnergiesSamples, env);
         totals.clear();
         temporary.clear();
-        for (int32_t i = 1; i <= ivModel1TotalEnergies.getSize(); ++i)
-            temporary[ivModel1TotalEnergiesSamples[i]] = ivModel1TotalEnergies[i];
-        for (int32_t i = 1; i <= ivModel1TotalEnergiesOld.getSize(); ++i) {
-            double &change = temporary[ivModel1TotalEnergiesSamplesOld[i]];
-            change = change - ivModel1TotalEnergiesOld[i];
+        {
+            MapCursor<double> at(temporary);
+            for (int32_t i = 1; i <= ivModel1TotalEnergies.getSize(); ++i)
+                at[ivModel1TotalEnergiesSamples[i]] = ivModel1TotalEnergies[i];
+        }
+        {
+            MapCursor<double> at(temporary);
+            for (int32_t i = 1; i <= ivModel1TotalEnergiesOld.getSize(); ++i) {
+                double &change = at[ivModel1TotalEnergiesSamplesOld[i]];
+                change = change - ivModel1TotalEnergiesOld[i];
+            }
         }
         for (const auto &entry : temporary) {
             const double size = std::fabs(entry.second);

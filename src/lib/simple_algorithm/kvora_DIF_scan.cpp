@@ -7,6 +7,7 @@
 #include <cfloat>
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <vector>
 #include <iostream>
@@ -33,7 +34,40 @@ inline int32_t truncate32(double value)
 
 const double footerWeight = static_cast<double>(7788);
 
+// map[key] for a map that the pass fills in ascending key order: the entry
+// goes after the last one without a search. Any other key is searched for.
+template <class V>
+V &ascendingEntry(std::map<uint64_t, V> &map, uint64_t key)
+{
+    if (!map.empty()) {
+        const auto last = std::prev(map.end());
+        if (last->first == key) return last->second;
+        if (last->first < key) return map.emplace_hint(map.end(), key, V())->second;
+    }
+    return map[key];
+}
+
 }  // namespace
+
+double &KVORADIFData::rowEntry(RealMap &map, RowCursor &cursor, uint64_t key)
+{
+    if (!cursor.started || key < cursor.last) {
+        cursor.pos = map.lower_bound(key);
+    } else {
+        const auto end = map.end();
+        while (cursor.pos != end && cursor.pos->first < key) ++cursor.pos;
+    }
+    if (cursor.pos == map.end() || cursor.pos->first != key) cursor.pos = map.emplace_hint(cursor.pos, key, 0.0);
+    cursor.started = true;
+    cursor.last = key;
+    return cursor.pos->second;
+}
+
+void KVORADIFData::dropRowCursors()
+{
+    ivRowSumCursor.started = false;
+    ivFreshCursor.started = false;
+}
 
 void KVORADIFData::rowError(int32_t code, const char *text, const KVORAXaRay<double, 1> &dataVec, uint64_t caller)
 {
@@ -131,7 +165,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
     switch (ivState) {
     case ComputeNormalizer:
         if (wasInRow == 0) {
-            double &sum = ivNum2RowSumMap[lineNumber];
+            double &sum = ascendingEntry(ivNum2RowSumMap, lineNumber);
             sum = 0.0;  // a row seen twice restarts its sum
             ivRowCallerSum = &sum;
         } else if (isData) {
@@ -139,7 +173,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             *ivRowCallerSum += weight;
             int32_t &in = ivCalleeIntSums[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + 1u);
-            if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivNum2OutDegreeMap[lineNumber];
+            if (ivRowCallerOut == nullptr) ivRowCallerOut = &ascendingEntry(ivNum2OutDegreeMap, lineNumber);
             *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + 1u);
         }
         break;
@@ -150,18 +184,20 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             const uint32_t v = static_cast<uint32_t>(static_cast<uint64_t>(truncate64(weight)));
             int32_t &in = ivCalleeIntSums[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + v);
-            if (ivRowCallerWeightedOut == nullptr) ivRowCallerWeightedOut = &ivNum2WeightedOutDegreeMap[lineNumber];
+            if (ivRowCallerWeightedOut == nullptr)
+                ivRowCallerWeightedOut = &ascendingEntry(ivNum2WeightedOutDegreeMap, lineNumber);
             *ivRowCallerWeightedOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerWeightedOut) + v);
         }
         break;
     case DiffusionIterationModel1:
         if (isData) {
             const uint64_t x = static_cast<uint64_t>(truncate64(callee));
-            if (ivRowCallerSum == nullptr) ivRowCallerSum = &ivNum2RowSumMap[lineNumber];
+            if (ivRowCallerSum == nullptr) ivRowCallerSum = &rowEntry(ivNum2RowSumMap, ivRowSumCursor, lineNumber);
             const double rowSum = *ivRowCallerSum;
             const double share = weight / rowSum;
             if (rowSum < -DBL_MAX) reportWarning(5004, "Warning: Row sum smaller than min real value");
-            if (ivRowCallerFresh == nullptr) ivRowCallerFresh = &ivModel1Num2FreshEnergyMap[lineNumber];
+            if (ivRowCallerFresh == nullptr)
+                ivRowCallerFresh = &rowEntry(ivModel1Num2FreshEnergyMap, ivFreshCursor, lineNumber);
             double &arrived = ivCalleeRealSums[x];
             arrived = arrived + *ivRowCallerFresh * share;
         }
@@ -182,14 +218,12 @@ inline void addInto(int32_t &sum, int32_t value)
 // Moves the hash table's sums, in ascending node order, into the map. In a
 // pass the map is empty here, and adding to a new entry of 0 gives the sum
 // itself (a sum that starts at 0.0 is never -0.0).
-template <class V>
-void moveSorted(std::unordered_map<uint64_t, V> &sums, std::map<uint64_t, V> &map)
+template <class Sums, class V>
+void moveSorted(Sums &sums, std::map<uint64_t, V> &map)
 {
     if (sums.empty()) return;
-    std::vector<std::pair<uint64_t, V>> entries(sums.begin(), sums.end());
-    sums.clear();
-    std::sort(entries.begin(), entries.end(),
-              [](const std::pair<uint64_t, V> &a, const std::pair<uint64_t, V> &b) { return a.first < b.first; });
+    std::vector<std::pair<uint64_t, V>> entries;
+    sums.takeSorted(entries);
     for (const auto &entry : entries) addInto(map.emplace_hint(map.end(), entry.first, V())->second, entry.second);
 }
 
