@@ -9,6 +9,7 @@
 #include "control/kvora_XML_tag.h"
 #include "nelo-common/kvora_reports.h"
 #include "simple_algorithm/kvora_DIF.h"
+#include "util/kvora_atomicfile.h"
 #include "util/kvora_debug.h"
 
 namespace {
@@ -25,10 +26,13 @@ struct NodeRecord {
 
 void KVORADIFData::writeDataOutputFile(KVORA_ENV env)
 {
-    std::ofstream out(ivOutputFileName.c_str(), std::ios::out | std::ios::trunc);
-    if (!out.is_open())
+    // Written under a temporary name and renamed when complete, so that the
+    // file appears whole or not at all.
+    KVORAAtomicFile file(ivOutputFileName.c_str());
+    if (!file.open())
         reportError(2302, ivOutputFileName.c_str(), "KVORADIFData::writeDataOutputFile: Unable to open output file",
                     env, 1);
+    std::ofstream &out = file.stream();
 
     std::map<uint64_t, NodeRecord> records;
     for (int32_t i = 1; i <= ivModel1TotalEnergies.getSize(); ++i) {
@@ -66,7 +70,10 @@ void KVORADIFData::writeDataOutputFile(KVORA_ENV env)
     } else {
         KVORA_NEVER_HERE();
     }
-    out.close();
+    // A file that can't be put in place is one that couldn't be opened.
+    if (!file.commit())
+        reportError(2302, ivOutputFileName.c_str(), "KVORADIFData::writeDataOutputFile: Unable to open output file",
+                    env, 1);
 }
 
 void KVORADIFData::writeXMLParameters(KVORAXMLTag &tag, KVORA_ENV env)

@@ -2,11 +2,13 @@
 // the report expect: input names and date, the model's own output, then the
 // validation rows when there are any. Identifiers 2 and 7 get the ASCII
 // object dump instead, built in memory so that a failed open leaves no file.
+// Both forms go to a temporary name renamed when complete: whole or nothing.
 #include "qrvexec/kvora_model_report.h"
 
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 
 #include "control/kvora_XML_handler.h"
@@ -15,6 +17,7 @@
 #include "nelo-common/kvora_reports.h"
 #include "qrvexec/kvora_runvalues.h"
 #include "qrvexec/kvora_t_asciiobjio_writer.h"
+#include "util/kvora_atomicfile.h"
 #include "util/kvora_debug.h"
 
 std::string kvoraModelReportFileName(const char *name, int32_t iteration) {
@@ -70,10 +73,12 @@ void kvoraWriteModelReport(int32_t iteration, KVORAModel &model, KVORAFieldNameM
             writer.writeOwnedObject(&model, env);
             writer.flush();
         }
-        std::ofstream file(name, std::ios::out | std::ios::trunc);
-        if (!file.is_open()) reportError(2302, "Could not open output file", name, env, 1);
-        file << text.str() << '\n';
-        file.close();
+        // Written under a temporary name and renamed when complete, so that
+        // the report appears whole or not at all.
+        KVORAAtomicFile file(name);
+        if (!file.open()) reportError(2302, "Could not open output file", name, env, 1);
+        file.stream() << text.str() << '\n';
+        if (!file.commit()) reportError(2302, "Could not open output file", name, env, 1);
         return;
     }
     KVORAXMLHandler handler(env);
@@ -98,7 +103,16 @@ void kvoraWriteModelReport(int32_t iteration, KVORAModel &model, KVORAFieldNameM
         results.addLeafTag("ActualValue", env).setValue(joinedValues(validationActualVals), env);
         results.addLeafTag("PredictedValue", env).setValue(joinedValues(validationPredictedVals), env);
     }
-    if (!handler.writeXMLFile(name.c_str(), env)) {
+    // The tree goes to a temporary name that is renamed when complete; a
+    // failure says what the handler's own file writer says, then 2301.
+    KVORAAtomicFile file(name);
+    bool written = file.open();
+    if (!written)
+        std::cout << std::string("Error: Could not open output file ") + name + "\n" << std::flush;
+    else
+        written = handler.writeTo(file.stream(), env) && file.commit();
+    if (!written) {
+        file.discard();
         handler.releasePrimitive(env);
         reportError(2301, "Could not write output file", name, env, 1);
     }
