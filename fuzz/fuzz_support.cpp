@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/BASE_MlException.h"
+#include "base/KVOMemoryException.h"
 #include "util/kvora_debug.h"
 
 extern "C" void __real_exit(int status);
@@ -66,6 +67,9 @@ int guarded(void (*body)(void *), void *context) {
         } catch (int) {
             outcome = 1;
         } catch (const BASE_MlException &) {
+            outcome = 1;
+        } catch (const KVOMemoryException &) {
+            // The arrays' own refusal of a size they cannot hold.
             outcome = 1;
         }
         gExitJump = nullptr;

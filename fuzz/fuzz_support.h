@@ -3,7 +3,8 @@
 //
 // The system ends a run in three ways: the assertion throw (an int), its
 // exception classes, and exit() from the reports that stop at once. The first
-// two are caught here. exit() cannot be caught, and throwing out of it is not
+// two are caught here, with the arrays' allocation failure. exit() cannot be
+// caught, and throwing out of it is not
 // safe (it is declared not to throw, so frames above it may have no unwind
 // entry for the call); so the targets are linked with -Wl,--wrap=exit, and the
 // wrapper jumps back to the guard while a reader runs. The jump skips
