@@ -15,8 +15,6 @@
 #include <map>
 #include <ostream>
 #include <set>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "kvo/kv2ustra.h"
@@ -159,8 +157,16 @@ private:
     // Scratch of the row paths, kept between rows so that a row allocates
     // only when it is longer or wider than any before it.
     KVORAXaRay<double, 1> ivRowScratch;
-    std::unordered_map<int32_t, int32_t> ivVoteCounts;
-    std::unordered_set<uint64_t> ivRowSeen;
+    // An open-addressed table of the keys of one row (node numbers seen, or
+    // cluster numbers with their votes). A slot is live when its stamp is the
+    // row's stamp, so a new row empties the table by moving the stamp on.
+    std::vector<uint64_t> ivRowKeys;
+    std::vector<int32_t> ivRowCounts;
+    std::vector<uint32_t> ivRowStamps;
+    uint32_t ivRowStamp = 0;
+    void startRowTable(int32_t rowLength);
+    // The slot of `key`, made live with a count of 0 when it was not.
+    size_t rowSlot(uint64_t key, bool &isNew);
     void forwardToRowAssembly(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay<double, 1> &targetVec,
                               uint64_t sampleNumber, KVORA_ENV env);
     void emptyResultArrays(KVORA_ENV env);

@@ -6,6 +6,7 @@
 // has been seen.
 #include "simple_algorithm/kvora_CGA_data.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <sstream>
@@ -293,18 +294,54 @@ void KVORACGAData::setRelevantClusterRange(KVORA_ENV env)
     }
 }
 
+void KVORACGAData::startRowTable(int32_t rowLength)
+{
+    size_t capacity = 16;
+    while (capacity < 2 * static_cast<size_t>(rowLength) + 2) capacity *= 2;
+    if (capacity > ivRowKeys.size()) {
+        // Grows only for a row longer than any before it.
+        ivRowKeys.assign(capacity, 0);
+        ivRowCounts.assign(capacity, 0);
+        ivRowStamps.assign(capacity, 0);
+        ivRowStamp = 0;
+    }
+    if (++ivRowStamp == 0) {
+        std::fill(ivRowStamps.begin(), ivRowStamps.end(), 0u);
+        ivRowStamp = 1;
+    }
+}
+
+size_t KVORACGAData::rowSlot(uint64_t key, bool &isNew)
+{
+    const size_t mask = ivRowKeys.size() - 1;
+    size_t slot = static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 17) & mask;
+    while (ivRowStamps[slot] == ivRowStamp) {
+        if (ivRowKeys[slot] == key) {
+            isNew = false;
+            return slot;
+        }
+        slot = (slot + 1) & mask;
+    }
+    ivRowStamps[slot] = ivRowStamp;
+    ivRowKeys[slot] = key;
+    ivRowCounts[slot] = 0;
+    isNew = true;
+    return slot;
+}
+
 void KVORACGAData::checkConnectingNode(uint64_t node, const KVORAXaRay<double, 1> &neighbours, KVORA_ENV env)
 {
     if (ivNodeToCCMap.count(node) != 0) return;
     int32_t bestCount = 0;
     int32_t bestCluster = -1;
-    ivVoteCounts.clear();
+    startRowTable(neighbours.getSize());
+    bool isNew = false;
     for (int32_t i = 1; i <= neighbours.getSize(); ++i) {
         const double v = neighbours[i];
         if (!(v > 0.0)) break;
         const auto found = ivNodeToCCMap.find(static_cast<uint64_t>(static_cast<int64_t>(v)));
         if (found == ivNodeToCCMap.end()) continue;
-        const int32_t count = ++ivVoteCounts[found->second];
+        const int32_t count = ++ivRowCounts[rowSlot(static_cast<uint64_t>(static_cast<uint32_t>(found->second)), isNew)];
         if (count > bestCount) {
             bestCount = count;
             bestCluster = found->second;
@@ -345,12 +382,14 @@ void KVORACGAData::addEdges(uint64_t node, const KVORAXaRay<double, 1> &neighbou
     if (own == ivNodeToCCMap.end()) return;
     const int32_t cluster = own->second;
     if (ivSampleTraceOn != 0) std::cout << "addEdges: statring node " << node << "\n";
-    ivRowSeen.clear();
+    startRowTable(neighbours.getSize());
+    bool isNew = false;
     for (int32_t i = 1; i <= neighbours.getSize(); ++i) {
         const double v = neighbours[i];
         if (!(v > 0.0)) break;
         const uint64_t other = static_cast<uint64_t>(v);
-        if (!ivRowSeen.insert(other).second) continue;
+        rowSlot(other, isNew);
+        if (!isNew) continue;
         if (other == node) continue;
         const auto found = ivNodeToCCMap.find(other);
         if (found == ivNodeToCCMap.end() || found->second != cluster) continue;
