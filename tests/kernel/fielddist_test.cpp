@@ -21,9 +21,11 @@
 #include <string>
 #include <vector>
 
+#include "kernel/kvora_catfield.h"
 #include "kernel/kvora_catfielddist.h"
 #include "kernel/kvora_datascan.h"
 #include "kernel/kvora_field.h"
+#include "kernel/kvora_numfield.h"
 #include "kernel/kvora_numfielddist.h"
 #include "util/kvora_binobjreader.h"
 #include "util/kvora_binobjwriter.h"
@@ -599,4 +601,121 @@ TEST(FieldDistWorkers, LearningAllocatesNothingPerRow)
     EXPECT_EQ(gNewCount, 0);
     num.releasePrimitive(env);
     cat.releasePrimitive(env);
+}
+
+// ---- on the fields ----
+
+namespace {
+
+// Makes a categorical field with a distribution and the sample flag set.
+KVORACatField *sampledCatField(KVORA_ENV env)
+{
+    KVORACatField *f = new KVORACatField();
+    f->ivName = kFieldName;
+    f->setSampleFlag(1);
+    f->ivCatFieldDistPtr.reset(new KVORACatFieldDist(), env);
+    f->ivCatFieldDistPtr->ivMinCatOccuranceThreshold = 2;
+    return f;
+}
+
+}  // namespace
+
+TEST(FieldDistOnFields, CategoricalFieldLearnsMergesAndDraws)
+{
+    KVORAEnv *env = nullptr;
+    const char *texts[] = {"a", "b", "a", "c", "a", "b", "a", "b", "a", nullptr};
+    KVORAOwnPtr<KVORACatField> master;
+    master.reset(sampledCatField(env), env);
+    for (int pass = 0; pass < 2; ++pass) {
+        master->beginDataScan(env);
+        // Distribution to a second worker, which takes the odd rows.
+        std::stringstream out;
+        {
+            KVOStreamBlobWriter blob(&out);
+            KVORABinObjWriter writer(&blob, 0);
+            kvoraWrite(writer, master, env);
+        }
+        KVORAOwnPtr<KVORACatField> worker;
+        {
+            KVOStreamBlobReader blob(&out);
+            KVORABinObjReader reader(&blob);
+            kvoraRead(reader, worker, env);
+        }
+        for (uint32_t r = 0; r < 10; ++r) {
+            KVORACatField &f = r % 2 == 0 ? *master : *worker;
+            if (texts[r] == nullptr)
+                f.setMissing(1);
+            else
+                f.setTextValue(KV2AscString(texts[r]));
+            f.addToDistribution(1000 + r, env);
+        }
+        std::stringstream result;
+        {
+            KVOStreamBlobWriter blob(&result);
+            KVORABinObjWriter writer(&blob, 2);
+            worker->writeScanResult(writer, KVORA_KWD(ScanResult), env);
+        }
+        worker.reset(env);
+        {
+            KVOStreamBlobReader blob(&result);
+            KVORABinObjReader reader(&blob);
+            mergeScanResultsIntoObjects(reader, KVORA_KWD(ScanResult), env);
+        }
+        master->endDataScan(env);
+    }
+    // Both halves counted: a five times, b three, of ten rows.
+    ASSERT_EQ(master->getDistinctCount(), 2);
+    EXPECT_EQ(master->getCategoryAt(1), "a");
+    EXPECT_EQ(master->getCategoryAt(2), "b");
+    EXPECT_EQ(master->ivCatFieldDistPtr->ivCatsVec[1].ivCount, 5.0);
+    EXPECT_EQ(master->ivCatFieldDistPtr->ivCatsVec[2].ivCount, 3.0);
+    EXPECT_EQ(master->ivCatFieldDistPtr->ivValidCount, 10.0);
+    master->setTextValue(KV2AscString("b"));
+    EXPECT_EQ(master->getValueIndex(), 2);
+    master->setTextValue(KV2AscString("c"));
+    EXPECT_EQ(master->getValueIndex(), KVORAField::DefaultValueIndex);
+
+    // A draw sets the field by the cumulative counts 1, 2, 7, 10.
+    for (uint32_t seed = 0; seed < 200; ++seed) {
+        double t = static_cast<double>(kvoraHashCombine(seed, nameHash())) * 10.0 / 4294967295.0;
+        master->drawValue(seed, env);
+        if (t <= 1.0) {
+            EXPECT_EQ(master->isMissing(), 1) << seed;
+        } else {
+            ASSERT_EQ(master->isMissing(), 0) << seed;
+            const char *expected = t <= 2.0 ? "" : (t <= 7.0 ? "a" : "b");
+            EXPECT_EQ(master->getTextValue(), expected) << seed;
+        }
+    }
+    master.reset(env);
+}
+
+TEST(FieldDistOnFields, NumericFieldTakesItsBins)
+{
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORANumField> f;
+    f.reset(new KVORANumField(), env);
+    f->ivName = kFieldName;
+    f->setSampleFlag(1);
+    f->ivNumFieldDistPtr.reset(new KVORANumFieldDist(), env);
+    for (int pass = 0; pass < 2; ++pass) {
+        f->beginDataScan(env);
+        for (int v = 1; v <= 100; ++v) {
+            f->setRealValue(static_cast<double>(v));
+            f->addToDistribution(static_cast<uint32_t>(v), env);
+        }
+        f->setMissing(1);
+        f->addToDistribution(0, env);
+        f->endDataScan(env);
+    }
+    EXPECT_EQ(f->getDistinctCount(), 10);
+    f->setRealValue(55.0);
+    EXPECT_EQ(f->getValueIndex(), 6);
+    f->setMissing(1);
+    EXPECT_EQ(f->getBinIndex(55.0), KVORAField::MissingValueIndex);
+    EXPECT_EQ(f->ivNumFieldDistPtr->ivMissingCount, 1.0);
+    EXPECT_EQ(f->ivNumFieldDistPtr->ivPotBinsVec[6].ivCount, 10.0);
+    f->drawValue(3, env);
+    EXPECT_EQ(f->isPresent(), 1);
+    f.reset(env);
 }

@@ -39,8 +39,7 @@ void KVORACatField::releasePrimitive(KVORA_ENV env) {
 int32_t KVORACatField::getDistinctCount() const {
     // The distribution's cat count; with none there is nothing distinct yet.
     if (ivCatFieldDistPtr.get() == nullptr) return 0;
-    KVORA_NOT_IMPLEMENTED();
-    return 0;
+    return ivCatFieldDistPtr->getCategoryCount();
 }
 
 int32_t KVORACatField::refreshFromProducer() {
@@ -61,24 +60,56 @@ int32_t KVORACatField::refreshFromProducer() {
 void KVORACatField::addToDistribution(uint32_t recordHash, KVORA_ENV env) {
     if (ivSampleFlag == 0) return;
     if (ivComputed != 0 && ivPresent == 0) return;
-    if (ivCatFieldDistPtr.get() == nullptr) return;
-    KVORA_NOT_IMPLEMENTED();
+    KVORACatFieldDist *dist = ivCatFieldDistPtr.get();
+    if (dist == nullptr) return;
+    // A distribution read from a stream learns the name before its first row.
+    if (dist->hasFieldName() == 0) dist->setFieldName(ivName);
+    if (ivMissing != 0) {
+        dist->addMissing();
+    } else if (ivActualChannelCount == 0) {
+        dist->add(recordHash, ivTextValue, env);
+    } else {
+        for (int32_t channel = 1; channel <= ivActualChannelCount; ++channel) dist->add(recordHash, ivTextValue, env);
+    }
 }
 
 void KVORACatField::beginDataScan(KVORA_ENV env) {
     if (ivSampleFlag == 0 || ivCatFieldDistPtr.get() == nullptr) return;
-    KVORA_NOT_IMPLEMENTED();
+    ivCatFieldDistPtr->setFieldName(ivName);
+    ivCatFieldDistPtr->beginPass(env);
 }
 
 void KVORACatField::endDataScan(KVORA_ENV env) {
     if (ivSampleFlag == 0 || ivCatFieldDistPtr.get() == nullptr) return;
-    KVORA_NOT_IMPLEMENTED();
+    ivCatFieldDistPtr->endPass(env);
+}
+
+int32_t KVORACatField::hasScanResults() const {
+    return ivSampleFlag != 0 && ivCatFieldDistPtr.get() != nullptr;
+}
+
+void KVORACatField::merge(KVORADataScan *other, KVORA_ENV env) {
+    const KVORACatField *o = static_cast<const KVORACatField *>(other);
+    if (ivCatFieldDistPtr.get() == nullptr || o->ivCatFieldDistPtr.get() == nullptr) return;
+    ivCatFieldDistPtr->merge(*o->ivCatFieldDistPtr, env);
 }
 
 void KVORACatField::drawValue(uint32_t seed, KVORA_ENV env) {
     // Drawing needs the frequencies of a distribution.
     KVORA_ASSERT(ivCatFieldDistPtr.get() != 0);
-    KVORA_NOT_IMPLEMENTED();
+    const KVORACatFieldDist *fieldDistPtr = ivCatFieldDistPtr.get();
+    const int32_t index = fieldDistPtr->drawIndex(seed);
+    if (index == MissingValueIndex) {
+        setMissing(1);
+        return;
+    }
+    if (index == DefaultValueIndex) {
+        static const KV2AscString kvoraEmptyStr;
+        KVORA_ASSERT(fieldDistPtr->getCatIndex(kvoraEmptyStr) == KVORAField::DefaultValueIndex);
+        setTextValue(kvoraEmptyStr);
+        return;
+    }
+    setTextValue(fieldDistPtr->getCategoryAt(index));
 }
 
 int32_t KVORACatField::getBinIndex(double value) const { KVORA_NEVER_HERE(); }
@@ -86,6 +117,7 @@ int32_t KVORACatField::getBinIndex(double value) const { KVORA_NEVER_HERE(); }
 const KV2AscString &KVORACatField::getCategoryAt(int32_t index) const {
     // With no categories only the default value has an index: the empty text.
     static const KV2AscString emptyText;
+    if (ivCatFieldDistPtr.get() != nullptr) return ivCatFieldDistPtr->getCategoryAt(index);
     KVORA_ASSERT(index == DefaultValueIndex);
     return emptyText;
 }

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "kernel/kvora_catfielddist.h"
 #include "kernel/kvora_field.h"
 #include "util/kvora_ownptr.h"
 
@@ -24,7 +25,7 @@ public:
 
     KVORACatValueProducer *ivValueProducer = nullptr;  // null: fed by the dataset
     // The field's category distribution; none until distributions are built.
-    KVORAOwnPtr<KVORAObject> ivCatFieldDistPtr;
+    KVORAOwnPtr<KVORACatFieldDist> ivCatFieldDistPtr;
 
     void copyFromPrimitive(const KVORAObject *source, KVORA_ENV env) override;
     void readPrimitive(KVORAObjReader &reader, KVORA_ENV env) override;
@@ -40,13 +41,17 @@ public:
     void endDataScan(KVORA_ENV env) override;
     int32_t getCatIndex(const KV2AscString &text) const override {
         if (ivMissing != 0) return MissingValueIndex;
-        // No categories yet: every text is a default value.
-        return DefaultValueIndex;
+        // No distribution: every text is a default value.
+        const KVORACatFieldDist *dist = ivCatFieldDistPtr.get();
+        return dist == nullptr ? static_cast<int32_t>(DefaultValueIndex) : dist->getCatIndex(text);
     }
     int32_t getBinIndex(double value) const override;
     const KV2AscString &getCategoryAt(int32_t index) const override;
     int32_t hasProducer() const override { return ivValueProducer != nullptr; }
     void drawValue(uint32_t seed, KVORA_ENV env) override;
+    // The distribution's counts of a pass travel as the field's scan result.
+    int32_t hasScanResults() const override;
+    void merge(KVORADataScan *other, KVORA_ENV env) override;
 
     void setTextValue(const KV2AscString &text) { setTextValue(text.c_str(), static_cast<int32_t>(text.size())); }
     void setTextValue(const char *text, int32_t length) {

@@ -39,8 +39,7 @@ void KVORANumField::releasePrimitive(KVORA_ENV env) {
 int32_t KVORANumField::getDistinctCount() const {
     // The distribution's num count; with none there is nothing distinct yet.
     if (ivNumFieldDistPtr.get() == nullptr) return 0;
-    KVORA_NOT_IMPLEMENTED();
-    return 0;
+    return ivNumFieldDistPtr->getBinCount();
 }
 
 int32_t KVORANumField::refreshFromProducer() {
@@ -61,24 +60,50 @@ int32_t KVORANumField::refreshFromProducer() {
 void KVORANumField::addToDistribution(uint32_t recordHash, KVORA_ENV env) {
     if (ivSampleFlag == 0) return;
     if (ivComputed != 0 && ivPresent == 0) return;
-    if (ivNumFieldDistPtr.get() == nullptr) return;
-    KVORA_NOT_IMPLEMENTED();
+    KVORANumFieldDist *dist = ivNumFieldDistPtr.get();
+    if (dist == nullptr) return;
+    // A distribution read from a stream learns the name before its first row.
+    if (dist->hasFieldName() == 0) dist->setFieldName(ivName);
+    if (ivMissing != 0) {
+        dist->addMissing();
+    } else if (ivActualChannelCount == 0) {
+        dist->add(recordHash, ivRealValue, env);
+    } else {
+        for (int32_t channel = 1; channel <= ivActualChannelCount; ++channel)
+            dist->add(recordHash, ivFieldType == NumericType ? getChannelValue(channel) : 0.0, env);
+    }
 }
 
 void KVORANumField::beginDataScan(KVORA_ENV env) {
     if (ivSampleFlag == 0 || ivNumFieldDistPtr.get() == nullptr) return;
-    KVORA_NOT_IMPLEMENTED();
+    ivNumFieldDistPtr->setFieldName(ivName);
+    ivNumFieldDistPtr->beginPass(env);
 }
 
 void KVORANumField::endDataScan(KVORA_ENV env) {
     if (ivSampleFlag == 0 || ivNumFieldDistPtr.get() == nullptr) return;
-    KVORA_NOT_IMPLEMENTED();
+    ivNumFieldDistPtr->endPass(env);
+}
+
+int32_t KVORANumField::hasScanResults() const {
+    return ivSampleFlag != 0 && ivNumFieldDistPtr.get() != nullptr;
+}
+
+void KVORANumField::merge(KVORADataScan *other, KVORA_ENV env) {
+    const KVORANumField *o = static_cast<const KVORANumField *>(other);
+    if (ivNumFieldDistPtr.get() == nullptr || o->ivNumFieldDistPtr.get() == nullptr) return;
+    ivNumFieldDistPtr->merge(*o->ivNumFieldDistPtr, env);
 }
 
 void KVORANumField::drawValue(uint32_t seed, KVORA_ENV env) {
     // Drawing needs the frequencies of a distribution.
     KVORA_ASSERT(ivNumFieldDistPtr.get() != 0);
-    KVORA_NOT_IMPLEMENTED();
+    int32_t missing = 0;
+    const double value = ivNumFieldDistPtr->drawValue(seed, missing);
+    if (missing != 0)
+        setMissing(1);
+    else
+        setRealValue(value);
 }
 
 int32_t KVORANumField::getCatIndex(const KV2AscString &text) const {

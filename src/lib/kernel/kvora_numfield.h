@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "kernel/kvora_field.h"
+#include "kernel/kvora_numfielddist.h"
 #include "util/kvora_ownptr.h"
 
 // What computes a numeric field's value instead of the dataset.
@@ -23,7 +24,7 @@ public:
 
     KVORANumValueProducer *ivValueProducer = nullptr;  // null: fed by the dataset
     // The field's value distribution; none until distributions are built.
-    KVORAOwnPtr<KVORAObject> ivNumFieldDistPtr;
+    KVORAOwnPtr<KVORANumFieldDist> ivNumFieldDistPtr;
 
     void copyFromPrimitive(const KVORAObject *source, KVORA_ENV env) override;
     void readPrimitive(KVORAObjReader &reader, KVORA_ENV env) override;
@@ -40,12 +41,16 @@ public:
     int32_t getCatIndex(const KV2AscString &text) const override;
     int32_t getBinIndex(double value) const override {
         if (ivMissing != 0) return MissingValueIndex;
-        // No bins yet: every value is in the one bin 0.
-        return 0;
+        // No distribution (or no bins yet): every value is in the one bin 0.
+        const KVORANumFieldDist *dist = ivNumFieldDistPtr.get();
+        return dist == nullptr ? 0 : dist->getBinIndex(value);
     }
     const KV2AscString &getCategoryAt(int32_t index) const override;
     int32_t hasProducer() const override { return ivValueProducer != nullptr; }
     void drawValue(uint32_t seed, KVORA_ENV env) override;
+    // The distribution's counts of a pass travel as the field's scan result.
+    int32_t hasScanResults() const override;
+    void merge(KVORADataScan *other, KVORA_ENV env) override;
 
     void setRealValue(double value) {
         ivRealValue = value;
