@@ -281,6 +281,92 @@ TEST(QrvloadNeighbours, AdjacencyAndEdgeFormsGiveTheSameSparseRows) {
     EXPECT_FALSE(qrvtest::fileExists(dir + "/b.info"));
 }
 
+TEST(QrvloadNeighbours, TargetsLandInTheClosingRecords) {
+    Scratch scratch;
+    const std::string &dir = scratch.path;
+    // Nodes 2, 3, 4, 7; targets for 7 and 4 only, out of order. Worked out:
+    // 4 closes with 0.5 and 7 with -1.25 at columns length + 1; 2 and 3,
+    // not listed, close with 0.
+    qrvtest::writeFile(dir, "adj.csv", "node,neighbours\n7,3\n2\n4,9,2\n3\n");
+    qrvtest::writeFile(dir, "targets.csv", "node,target\n7,-1.25\n\n4, 0.5\n");
+    const Rows want = {{2, 0, 0}, {2, 1, 0},                        //
+                       {3, 0, 0}, {3, 1, 0},                        //
+                       {4, 0, 2}, {4, 1, 2}, {4, 2, 9}, {4, 3, 0.5},  //
+                       {7, 0, 1}, {7, 1, 3}, {7, 2, -1.25}};
+    auto r = load(dir, {"neighbours", "adj.csv", "n", "--targets", "targets.csv"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string got = qrvtest::readFile(dir + "/n");
+    EXPECT_EQ(got, bytesOf(want));
+    // The last record, byte by byte: 7.0 = 0x401C000000000000, 2.0 =
+    // 0x4000000000000000, -1.25 = 0xBFF4000000000000, little-endian.
+    ASSERT_EQ(got.size(), 11u * 24u);
+    EXPECT_EQ(got.substr(10 * 24), std::string("\0\0\0\0\0\0\x1C\x40"
+                                               "\0\0\0\0\0\0\x00\x40"
+                                               "\0\0\0\0\0\0\xF4\xBF",
+                                               24));
+    // 4's closing record: 4.0 = 0x4010..., 3.0 = 0x4008..., 0.5 = 0x3FE0...
+    EXPECT_EQ(got.substr(7 * 24, 24), std::string("\0\0\0\0\0\0\x10\x40"
+                                                  "\0\0\0\0\0\0\x08\x40"
+                                                  "\0\0\0\0\0\0\xE0\x3F",
+                                                  24));
+    EXPECT_EQ(listDir(dir), (std::set<std::string>{"adj.csv", "targets.csv", "n", "n.info"}));
+
+    // The edge form, no header in the targets file, a target only for the
+    // first node, through a small sort budget and in pieces: 3 rows of 3 for
+    // node 4 closing with 1000, node 9's row closing with 0.
+    qrvtest::writeFile(dir, "edges.csv", "9,4\n4,9\n4,2\n");
+    qrvtest::writeFile(dir, "t2.csv", "4,1e3\n");
+    r = load(dir, {"neighbours", "edges.csv", "m", "--edges", "--targets", "t2.csv", "--memory", "64K", "--pieces", "2"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(qrvtest::readFile(dir + "/m.0") + qrvtest::readFile(dir + "/m.1"),
+              bytesOf({{4, 0, 2}, {4, 1, 2}, {4, 2, 9}, {4, 3, 1000}, {9, 0, 1}, {9, 1, 4}, {9, 2, 0}}));
+    // Without the option every closing record holds 0.
+    r = load(dir, {"neighbours", "edges.csv", "z", "--edges"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(qrvtest::readFile(dir + "/z"),
+              bytesOf({{4, 0, 2}, {4, 1, 2}, {4, 2, 9}, {4, 3, 0}, {9, 0, 1}, {9, 1, 4}, {9, 2, 0}}));
+}
+
+TEST(QrvloadNeighbours, BadTargetLineStopsWithStatus2AndLeavesNothingBehind) {
+    struct Case {
+        const char *line;
+        const char *reason;
+    };
+    // Adjacency nodes are 2, 4 and 7; line 2 of the targets gives node 4.
+    const Case cases[] = {
+        {"4,1", "node 4 is listed twice, first on line 2"},
+        {"1,1", "node 1 has a target but no line in adj.csv"},
+        {"5,1", "node 5 has a target but no line in adj.csv"},
+        {"9,1", "node 9 has a target but no line in adj.csv"},
+        {"0,1", "node is 0"},
+        {"-7,1", "node is negative"},
+        {"x7,1", "node is not a whole number"},
+        {"7.5,1", "node is not a whole number"},
+        {"7,abc", "target is not a finite number"},
+        {"7,inf", "target is not a finite number"},
+        {"7,", "target is not a finite number"},
+        {"7", "expected 2 fields node,target, found 1"},
+        {"7,1,2", "expected 2 fields node,target, found 3"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.line);
+        Scratch scratch;
+        const std::string &dir = scratch.path;
+        qrvtest::writeFile(dir, "adj.csv", "2,4\n4,2,7\n7,4\n");
+        // The bad line is line 3, and a good one follows it; an earlier
+        // dataset of the same name survives.
+        qrvtest::writeFile(dir, "targets.csv", std::string("node,target\n4,0.5\n") + c.line + "\n2,1\n");
+        qrvtest::writeFile(dir, "n", "old");
+        qrvtest::writeFile(dir, "n.info", "old info\n");
+        auto r = load(dir, {"neighbours", "adj.csv", "n", "--targets", "targets.csv", "--memory", "64K"});
+        EXPECT_EQ(r.status, 2);
+        EXPECT_NE(r.err.find(std::string("targets.csv, line 3: ") + c.reason), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find(std::string("\"") + c.line + "\""), std::string::npos) << r.err;
+        EXPECT_EQ(listDir(dir), (std::set<std::string>{"adj.csv", "targets.csv", "n", "n.info"}));
+        EXPECT_EQ(qrvtest::readFile(dir + "/n"), "old");
+    }
+}
+
 TEST(QrvloadTable, DenseRowsWithMissingCellsAndColumnRoles) {
     Scratch scratch;
     const std::string &dir = scratch.path;

@@ -4,6 +4,7 @@
 // through the external sort, so input order and input size don't matter.
 #include "qrvload_commands.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -47,6 +48,55 @@ bool looksLikeHeader(const QrvCsvReader &r, bool &first) {
     first = false;
     double v;
     return r.fieldCount() > 0 && !qrvParseReal(r.field(0), v);
+}
+
+// A line of the --targets file: node, target, and the line it came from, so
+// that a fault found only later (a node listed twice, a node without a row)
+// is still reported on its line.
+struct QrvTarget {
+    uint64_t node;
+    double value;
+    uint64_t line;
+};
+
+// Stops on the given line of a file read before: reads up to it again so
+// that the message can show the line itself.
+[[noreturn]] void failOnLine(const std::string &path, uint64_t line, const std::string &reason) {
+    {
+        QrvCsvReader r(path);
+        while (r.next())
+            if (r.lineNumber() == line) r.fail(reason);
+    }
+    qrvloadFail(kExitBadInput, path + ", line " + std::to_string(line) + ": " + reason);
+}
+
+// The whole targets file, sorted by node, each node once. It is held in
+// memory (24 bytes a line); the rows are then matched to it by a cursor.
+std::vector<QrvTarget> readTargets(const std::string &path) {
+    std::vector<QrvTarget> targets;
+    {
+        QrvCsvReader r(path);
+        bool first = true;
+        while (r.next()) {
+            if (looksLikeHeader(r, first)) continue;
+            if (r.fieldCount() != 2) r.fail("expected 2 fields node,target, found " + std::to_string(r.fieldCount()));
+            QrvTarget t{qrvNodeField(r, 0, "node"), 0.0, r.lineNumber()};
+            if (!qrvParseReal(r.field(1), t.value)) r.fail("target is not a finite number");
+            targets.push_back(t);
+        }
+    }
+    std::sort(targets.begin(), targets.end(), [](const QrvTarget &a, const QrvTarget &b) {
+        return a.node != b.node ? a.node < b.node : a.line < b.line;
+    });
+    // Of all repeated nodes, the repeat that comes first in the file.
+    size_t worst = 0;
+    for (size_t i = 1; i < targets.size(); ++i)
+        if (targets[i].node == targets[i - 1].node && (worst == 0 || targets[i].line < targets[worst].line)) worst = i;
+    if (worst != 0)
+        failOnLine(path, targets[worst].line,
+                   "node " + std::to_string(targets[worst].node) + " is listed twice, first on line " +
+                       std::to_string(targets[worst - 1].line));
+    return targets;
 }
 
 void reportLoad(const std::string &out, const QrvDatasetWriter &w, const char *what, uint64_t groups, uint64_t items,
@@ -116,10 +166,17 @@ int qrvCommandGraph(const std::vector<std::string> &args) {
 }
 
 int qrvCommandNeighbours(const std::vector<std::string> &args) {
-    QrvOptions o(args, kLoadValues, {"edges"});
-    needPositional(o, 2, "qrvload neighbours ADJ.csv OUT [--edges] [--memory SIZE] [--pieces N | --piece-bytes B]");
+    std::vector<std::string> allowed = kLoadValues;
+    allowed.push_back("targets");
+    QrvOptions o(args, allowed, {"edges"});
+    needPositional(o, 2,
+                   "qrvload neighbours ADJ.csv OUT [--edges] [--targets FILE] [--memory SIZE] "
+                   "[--pieces N | --piece-bytes B]");
     const std::string &in = o.positional[0], &out = o.positional[1];
     const bool edges = o.has("edges");
+    const std::string targetsPath = o.get("targets");
+    // Read first: a bad targets file stops the load before the sort.
+    const std::vector<QrvTarget> targets = o.has("targets") ? readTargets(targetsPath) : std::vector<QrvTarget>();
     QrvExternalSorter sorter(memoryBudget(o), sortStem(o, out));
     {
         QrvCsvReader r(in);
@@ -150,23 +207,36 @@ int qrvCommandNeighbours(const std::vector<std::string> &args) {
 
     // Per node: header (column 0, value = row length), entries (column j,
     // value = j-th neighbour, ascending, each once), closing record (column
-    // length + 1, value = target 0).
+    // length + 1, value = the node's target, 0 when not given). Nodes and
+    // targets both come in ascending order, so one cursor walks the targets;
+    // a target it steps over belongs to a node that has no row.
     QrvDatasetWriter w(out, {{"node", false, QrvPurpose::LineNumber},
                              {"column", false, QrvPurpose::Explanatory},
                              {"value", false, QrvPurpose::Explanatory}},
                        o.pieces());
     QrvSortRecord rec;
     uint64_t node = 0, headerRow = 0, length = 0, last = 0, nodes = 0, entries = 0;
+    size_t cursor = 0;
+    double target = 0.0;
     double row[3];
+    auto noRow = [&](const QrvTarget &t) {
+        failOnLine(targetsPath, t.line, "node " + std::to_string(t.node) + " has a target but no line in " + in);
+    };
+    auto targetOf = [&](uint64_t n) {
+        if (cursor < targets.size() && targets[cursor].node < n) noRow(targets[cursor]);
+        if (cursor < targets.size() && targets[cursor].node == n) return targets[cursor++].value;
+        return 0.0;
+    };
     auto closeRow = [&]() {
         w.patch(headerRow, 2, static_cast<double>(length));
-        row[0] = static_cast<double>(node), row[1] = static_cast<double>(length + 1), row[2] = 0.0;
+        row[0] = static_cast<double>(node), row[1] = static_cast<double>(length + 1), row[2] = target;
         w.writeRow(row);
     };
     while (sorter.next(rec)) {
         if (rec.key != node) {
             if (node != 0) closeRow();
             node = rec.key;
+            target = targetOf(node);
             length = 0;
             last = 0;
             ++nodes;
@@ -182,6 +252,7 @@ int qrvCommandNeighbours(const std::vector<std::string> &args) {
         w.writeRow(row);
     }
     if (node != 0) closeRow();
+    if (cursor < targets.size()) noRow(targets[cursor]);
     w.commit();
     reportLoad(out, w, "nodes", nodes, entries, sorter.runsWritten());
     return 0;

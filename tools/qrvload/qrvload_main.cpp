@@ -21,6 +21,7 @@ const char *kUsage =
     "  --pieces N | --piece-bytes B      write pieces OUT.0, OUT.1, ... of whole rows\n"
     "  --memory SIZE                     sort budget of graph and neighbours (default 512M)\n"
     "  --temp-dir DIR                    where sort runs go (default: beside OUT)\n"
+    "  --targets FILE                    neighbours: node,target lines for the closing records (default 0)\n"
     "exit status: 0 done, 1 usage or system error, 2 bad input (nothing is written)\n";
 }  // namespace
 
