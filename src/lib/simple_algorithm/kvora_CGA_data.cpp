@@ -371,14 +371,9 @@ void KVORACGAData::reportProgress(const char *message, const char *methodName, K
 void KVORACGAData::traceEvent(int32_t level, const char *text, int32_t dumpState, KVORA_ENV env) const
 {
     if (level > ivVerbosityLvl) return;
-    const int32_t rank = getRank();
-    // One write for the whole event: the processes share standard output.
-    std::ostringstream out;
-    out << "<<<<<< Worker " << rank << " [TraceEventStarts]\n";
-    if (text != nullptr && text[0] != '\0') out << "-- " << text << "\n";
-    if (dumpState != 0) dump(out);
-    out << ">>>>>> Worker " << rank << " [TraceEventEnds]\n";
-    std::cout << out.str() << std::flush;
+    std::ostringstream dumpText;
+    if (dumpState != 0) dump(dumpText);
+    kvoraWriteTraceEvent(getRank(), "TraceEvent", text, dumpText.str());
 }
 
 int32_t KVORACGAData::updateSampleTrace(int32_t level)

@@ -247,14 +247,9 @@ void KVORADIFData::progressReport(const char *message, const char *methodName, K
 void KVORADIFData::traceEvent(int32_t level, const char *text, int32_t withDump, KVORA_ENV env) const
 {
     if (level > ivVerbosityLvl) return;
-    const int32_t rank = getRank();
-    // One write for the whole event: the processes share standard output.
-    std::ostringstream out;
-    out << "<<<<<< Worker " << rank << " [TraceEventStarts]\n";
-    if (text != nullptr && text[0] != '\0') out << "-- " << text << "\n";
-    if (withDump != 0) dump(out);
-    out << ">>>>>> Worker " << rank << " [TraceEventEnds]\n";
-    std::cout << out.str() << std::flush;
+    std::ostringstream dumpText;
+    if (withDump != 0) dump(dumpText);
+    kvoraWriteTraceEvent(getRank(), "TraceEvent", text, dumpText.str());
 }
 
 namespace {

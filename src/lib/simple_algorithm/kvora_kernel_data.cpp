@@ -318,14 +318,9 @@ void KVORAKernelData::writeXMLParameters(KVORAXMLTag &tag, KVORA_ENV env)
 void KVORAKernelData::traceEvent(int32_t level, const char *text, int32_t withDump, KVORA_ENV env) const
 {
     if (level > ivKernelVerbosityLvl) return;
-    const int32_t rank = getRank();
-    // One write for the whole event: the processes share standard output.
-    std::ostringstream out;
-    out << "<<<<<< Worker " << rank << " [TraceKernelEventStarts]\n";
-    if (text != nullptr && text[0] != '\0') out << "-- " << text << "\n";
-    if (withDump != 0) dump(out);
-    out << ">>>>>> Worker " << rank << " [TraceKernelEventEnds]\n";
-    std::cout << out.str() << std::flush;
+    std::ostringstream dumpText;
+    if (withDump != 0) dump(dumpText);
+    kvoraWriteTraceEvent(getRank(), "TraceKernelEvent", text, dumpText.str());
 }
 
 int32_t KVORAKernelData::sampleTraceEvent(int32_t level)

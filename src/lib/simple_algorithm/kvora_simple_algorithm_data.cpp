@@ -2,6 +2,9 @@
 // interface, and the registry from model identifier to data class.
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
 
+#include <iostream>
+#include <sstream>
+
 #include "util/kvora_debug.h"
 #include "util/kvora_objio.h"
 
@@ -118,4 +121,14 @@ KVORASimpleAlgorithmDataOpener kvoraFindSimpleAlgorithmData(int32_t modelId)
         if (registry.ivIds[i] == modelId) return registry.ivOpeners[i];
     }
     return nullptr;
+}
+
+void kvoraWriteTraceEvent(int32_t rank, const char *event, const char *text, const std::string &dumpText)
+{
+    std::ostringstream out;
+    out << "<<<<<< Worker " << rank << " [" << event << "Starts]\n";
+    if (text != nullptr && text[0] != '\0') out << "-- " << text << "\n";
+    out << dumpText;
+    out << ">>>>>> Worker " << rank << " [" << event << "Ends]\n";
+    std::cout << out.str() << std::flush;
 }

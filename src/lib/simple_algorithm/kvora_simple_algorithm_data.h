@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <new>
 #include <ostream>
+#include <string>
 
 #include "util/kvora_env.h"
 #include "util/kvora_object.h"
@@ -66,6 +67,11 @@ typedef void (*KVORASimpleAlgorithmDataOpener)(KVORAOwnPtr<KVORASimpleAlgorithmA
 // Enters a model identifier; a second entry of the same identifier replaces
 // the first. Answers 0 when the registry is full.
 int32_t kvoraRegisterSimpleAlgorithmData(int32_t modelId, KVORASimpleAlgorithmDataOpener opener);
+
+// A trace event of an algorithm's data object: "<<<<<< Worker r [<event>Starts]",
+// the text, the state dump, and the closing line, written in one piece since
+// the processes share standard output.
+void kvoraWriteTraceEvent(int32_t rank, const char *event, const char *text, const std::string &dumpText);
 // The opener of a model identifier, or null.
 KVORASimpleAlgorithmDataOpener kvoraFindSimpleAlgorithmData(int32_t modelId);
 
