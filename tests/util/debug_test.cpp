@@ -6,6 +6,7 @@
 #include <string>
 
 #include "util/kvora_debug.h"
+#include "util_test_support.h"
 
 namespace {
 
@@ -33,16 +34,10 @@ protected:
 // Runs `body`, which must throw the integer 0, and answers what it printed.
 template <class F>
 std::string thrownOutput(F body) {
-    CaptureStderr();
-    int thrown = -1;
-    try {
-        body();
-    } catch (int value) {
-        thrown = value;
-    }
-    std::string out = GetCapturedStderr();
-    EXPECT_EQ(thrown, 0);
-    return out;
+    utiltest::Caught c = utiltest::caught(body);
+    EXPECT_TRUE(c.threw);
+    EXPECT_EQ(c.value, 0);
+    return c.err;
 }
 
 TEST_F(DebugTest, BaseNameFollowsTheLastCharacterOutsideNamesDigitsDotAndUnderscore) {
@@ -103,26 +98,26 @@ TEST_F(DebugTest, FatalReturnsAndIndentsFurtherLines) {
 }
 
 TEST_F(DebugTest, PrefixFlags) {
-    kvoraSilentFlag = 1;
-    std::string out = thrownOutput([] { kvoraAssertFail("s", "m.cpp", 1, "h"); });
-    EXPECT_EQ(out, "");
-    EXPECT_EQ(kvoraErrorFlag, 1);
-
+    const struct {
+        uint8_t *flag;
+        const char *out;
+        int32_t errorFlag;
+    } cases[] = {
+        {&kvoraSilentFlag, "", 1},
+        {&kvoraExpectedErrorFlag, "\n    Expected Error in function h at line 1 in file m.cpp\n    ASSERTION FAILED (m)\n", 1},
+        {&kvoraSimulatedErrorFlag, "\n    Simulated Error in function h at line 1 in file m.cpp\n    ASSERTION FAILED (m)\n",
+         0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.out);
+        clearFlags();
+        *c.flag = 1;
+        EXPECT_EQ(thrownOutput([] { kvoraAssertFail("m", "m.cpp", 1, "h"); }), c.out);
+        EXPECT_EQ(kvoraErrorFlag, c.errorFlag);
+    }
     clearFlags();
-    kvoraExpectedErrorFlag = 1;
-    out = thrownOutput([] { kvoraAssertFail("e", "m.cpp", 1, "h"); });
-    EXPECT_EQ(out, "\n    Expected Error in function h at line 1 in file m.cpp\n    ASSERTION FAILED (e)\n");
-    EXPECT_EQ(kvoraErrorFlag, 1);
-
-    clearFlags();
-    kvoraSimulatedErrorFlag = 1;
-    out = thrownOutput([] { kvoraAssertFail("m", "m.cpp", 1, "h"); });
-    EXPECT_EQ(out, "\n    Simulated Error in function h at line 1 in file m.cpp\n    ASSERTION FAILED (m)\n");
-    EXPECT_EQ(kvoraErrorFlag, 0);
-
-    clearFlags();
-    out = thrownOutput([] { kvoraSimulatedError("m.cpp", 2, "k"); });
-    EXPECT_EQ(out, "\n    Simulated Error in function k at line 2 in file m.cpp\n");
+    EXPECT_EQ(thrownOutput([] { kvoraSimulatedError("m.cpp", 2, "k"); }),
+              "\n    Simulated Error in function k at line 2 in file m.cpp\n");
     EXPECT_EQ(kvoraErrorFlag, 0);
 }
 

@@ -6,6 +6,7 @@
 
 #include "util/kvora_env.h"
 #include "util/kvora_xenvaux.h"
+#include "util_test_support.h"
 
 namespace {
 
@@ -85,15 +86,9 @@ TEST(Env, ClassVariablesAndRunWideObjects) {
         own->setValid(1);
         KVORAEnv *env = own;
         // An empty slot with a creator that makes nothing is the assertion.
-        int thrown = -1;
-        testing::internal::CaptureStderr();
-        try {
-            kvoraGetClassVars(&makeNothing, env);
-        } catch (int value) {
-            thrown = value;
-        }
-        EXPECT_NE(testing::internal::GetCapturedStderr().find("ASSERTION FAILED (cvPtr != 0)"), std::string::npos);
-        EXPECT_EQ(thrown, 0);
+        utiltest::Caught c = utiltest::caught([&] { kvoraGetClassVars(&makeNothing, env); });
+        EXPECT_TRUE(utiltest::failedWith(c, "ASSERTION FAILED (cvPtr != 0)")) << c.err;
+        EXPECT_EQ(c.value, 0);
         void *vars = kvoraGetClassVars(&makeClassVars, env);
         EXPECT_EQ(*static_cast<int32_t *>(vars), 17);
         EXPECT_EQ(kvoraGetClassVars(&makeNothing, env), vars);  // made once
@@ -106,8 +101,7 @@ TEST(Env, ClassVariablesAndRunWideObjects) {
         EXPECT_EQ(gCreatorCalls, 1);
         EXPECT_EQ(own->getAux()->getCount(), 1u);
         delete own;
-        kvoraErrorFlag = 0;
-        kvoraExceptionInFlightFlag = 0;
+        utiltest::clearErrorFlags();
     });
 }
 

@@ -1,18 +1,20 @@
 // The object stream model apart from its byte format: keyword matching by
 // each mode, clamping of numbers to the variable's type, arrays read in
-// place, and back pointers resolved through an object attached to the reader.
+// place (the largest announced size included), and back pointers resolved
+// through an object attached to the reader.
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cstdint>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "util/kvora_binobjio.h"
 #include "util/kvora_objio.h"
-#include "util/kvora_streamblobreader.h"
-#include "util/kvora_streamblobwriter.h"
+#include "util_test_support.h"
+
+using utiltest::binaryRead;
+using utiltest::binaryWritten;
+using utiltest::Caught;
 
 namespace {
 
@@ -42,38 +44,6 @@ public:
     void beginObject(KVORA_ENV) override {}
     int32_t beginArray(KVORA_ENV) override { return 0; }
 };
-
-template <class F>
-std::string written(F f)
-{
-    KVORAEnv *env = nullptr;
-    std::stringstream ss;
-    {
-        KVOStreamBlobWriter blob(&ss);
-        KVORABinObjWriter writer(&blob, 0);
-        f(writer, env);
-    }
-    return ss.str();
-}
-
-template <class F>
-bool readBack(const std::string &bytes, F f, std::string *err = nullptr)
-{
-    KVORAEnv *env = nullptr;
-    std::stringstream ss(bytes);
-    KVOStreamBlobReader blob(&ss);
-    KVORABinObjReader reader(&blob);
-    bool threw = false;
-    testing::internal::CaptureStderr();
-    try {
-        f(reader, env);
-    } catch (int) {
-        threw = true;
-    }
-    std::string e = testing::internal::GetCapturedStderr();
-    if (err != nullptr) *err = e;
-    return !threw;
-}
 
 }  // namespace
 
@@ -181,7 +151,7 @@ TEST(ObjectStreamModel, KeywordMatchingModes)
 
 TEST(ObjectStreamModel, NumbersAreClampedToTheVariable)
 {
-    std::string s = written([](KVORAObjWriter &w, KVORA_ENV env) {
+    std::string s = binaryWritten([](KVORAObjWriter &w, KVORA_ENV env) {
         w.writeSigned(5000000000LL, env);
         w.writeSigned(-5000000000LL, env);
         w.writeSigned(300, env);
@@ -205,7 +175,7 @@ TEST(ObjectStreamModel, NumbersAreClampedToTheVariable)
     uint32_t u32 = 0;
     double da = 0, db = 0;
     float fa = 0, fb = 0, fc = 0;
-    ASSERT_TRUE(readBack(s, [&](KVORAObjReader &r, KVORA_ENV env) {
+    ASSERT_FALSE(binaryRead(s, [&](KVORAObjReader &r, KVORA_ENV env) {
         kvoraRead(r, i32a, env);
         kvoraRead(r, i32b, env);
         kvoraRead(r, i8a, env);
@@ -220,7 +190,7 @@ TEST(ObjectStreamModel, NumbersAreClampedToTheVariable)
         kvoraRead(r, fa, env);
         kvoraRead(r, fb, env);
         kvoraRead(r, fc, env);
-    }));
+    }).threw);
     EXPECT_EQ(i32a, 2147483647);
     EXPECT_EQ(i32b, -2147483647 - 1);
     EXPECT_EQ(i8a, 127);
@@ -246,7 +216,7 @@ TEST(ObjectStreamModel, ArraysAreReadInPlace)
     src.setSize(2, env);
     src[1].ivA = 10;
     src[2].ivA = 20;
-    std::string s = written([&](KVORAObjWriter &w, KVORA_ENV e) { kvoraWrite(w, src, e); });
+    std::string s = binaryWritten([&](KVORAObjWriter &w, KVORA_ENV e) { kvoraWrite(w, src, e); });
     src.reset(env);
 
     // A longer live array: the two kept elements keep their ivB; the third goes.
@@ -255,7 +225,7 @@ TEST(ObjectStreamModel, ArraysAreReadInPlace)
     live[1].ivB = 1;
     live[2].ivB = 2;
     live[3].ivB = 3;
-    ASSERT_TRUE(readBack(s, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, live, e); }));
+    ASSERT_FALSE(binaryRead(s, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, live, e); }).threw);
     ASSERT_EQ(live.getSize(), 2);
     EXPECT_EQ(live[1].ivA, 10);
     EXPECT_EQ(live[1].ivB, 1);
@@ -268,7 +238,7 @@ TEST(ObjectStreamModel, ArraysAreReadInPlace)
     owners.setSize(3, env);
     for (int32_t i = 1; i <= 3; ++i) owners[i].create(env);
     int64_t withThree = env->getBytesInUse();
-    std::string one = written([](KVORAObjWriter &w, KVORA_ENV e) {
+    std::string one = binaryWritten([](KVORAObjWriter &w, KVORA_ENV e) {
         KVORAXaRay<KVORAOwnPtr<KVORAOiItem>, 1> a;
         a.setSize(1, e);
         a[1].create(e);
@@ -278,7 +248,7 @@ TEST(ObjectStreamModel, ArraysAreReadInPlace)
         a.reset(e);
     });
     KVORAOiItem *first = owners[1].get();
-    ASSERT_TRUE(readBack(one, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, owners, e); }));
+    ASSERT_FALSE(binaryRead(one, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, owners, e); }).threw);
     ASSERT_EQ(owners.getSize(), 1);
     EXPECT_EQ(owners[1].get(), first);
     EXPECT_EQ(owners[1]->ivA, 5);
@@ -289,7 +259,6 @@ TEST(ObjectStreamModel, ArraysAreReadInPlace)
 
 TEST(ObjectStreamModel, BackPointersResolveThroughTheReader)
 {
-    KVORAEnv *env = nullptr;
     KVORAOiItem age, income;
     KVORAOiDirectory dir;
     dir.ivEntries = {{"age", &age}, {"income", &income}};
@@ -298,28 +267,53 @@ TEST(ObjectStreamModel, BackPointersResolveThroughTheReader)
     ref.ivTarget = &income;
     ref.ivTargetName = "income";
     KVORAOiRef nullRef;
-    std::string s = written([&](KVORAObjWriter &w, KVORA_ENV e) {
+    std::string s = binaryWritten([&](KVORAObjWriter &w, KVORA_ENV e) {
         kvoraWrite(w, ref, e);
         kvoraWrite(w, nullRef, e);
     });
 
     KVORAOiRef back, backNull;
     backNull.ivTarget = &age;
-    ASSERT_TRUE(readBack(s, [&](KVORAObjReader &r, KVORA_ENV e) {
+    ASSERT_FALSE(binaryRead(s, [&](KVORAObjReader &r, KVORA_ENV e) {
         EXPECT_EQ(r.findBackPointer(KVORAOiDirectory::cvBackPtrName), nullptr);
         r.registerBackPointer(KVORAOiDirectory::cvBackPtrName, nullptr, e);
         r.registerBackPointer(KVORAOiDirectory::cvBackPtrName, &dir, e);  // replaces
         EXPECT_EQ(r.findBackPointer(KV2AscString("KVORAOiDirectory::cvBackPtrName")), &dir);
         kvoraRead(r, back, e);
         kvoraRead(r, backNull, e);
-    }));
+    }).threw);
     EXPECT_EQ(back.ivTarget, &income);
     EXPECT_EQ(backNull.ivTarget, nullptr);
 
     // The table is small and says so when full.
-    std::string err;
-    EXPECT_FALSE(readBack("", [&](KVORAObjReader &r, KVORA_ENV e) {
+    Caught full = binaryRead("", [&](KVORAObjReader &r, KVORA_ENV e) {
         for (int i = 0; i < 9; ++i) r.registerBackPointer(KV2AscString(int32_t(i)), &dir, e);
-    }, &err));
-    EXPECT_NE(err.find("ivBackPointerCount < cvMaxBackPointers"), std::string::npos) << err;
+    });
+    EXPECT_TRUE(utiltest::failedWith(full, "ivBackPointerCount < cvMaxBackPointers")) << full.err;
+}
+
+// The bound of the element loop once overflowed 32 bits for the largest
+// size, 2^31-1 (undefined; with wrapping no element was read and the stream
+// failed for want of EndArray). The elements are read one by one until the
+// stream ends, which fails as a broken stream.
+TEST(ObjectStreamModel, TheLargestAnnouncedSizeReadsUntilTheStreamEnds)
+{
+    KVORAEnv *env = nullptr;
+    std::string s = binaryWritten([](KVORAObjWriter &w, KVORA_ENV e) {
+        w.beginArray(INT32_MAX, e);
+        w.writeReal(2.5, e);
+        w.writeReal(-1.0, e);
+    });
+    KVORAXaRay<double, 1> values;
+    Caught o = binaryRead(s, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, values, e); });
+    EXPECT_TRUE(o.threw);
+    EXPECT_EQ(o.err.find("EndArray keyword expected"), std::string::npos) << o.err;
+    EXPECT_TRUE(o.err.find("BLOB Binary I/O Read Error") != std::string::npos ||
+                o.err.find("read == size") != std::string::npos)
+        << o.err;
+    // The two elements that came were read before the stream broke off.
+    ASSERT_GE(values.getSize(), 2);
+    EXPECT_EQ(values[1], 2.5);
+    EXPECT_EQ(values[2], -1.0);
+    values.reset(env);
 }

@@ -55,7 +55,17 @@ int inChild(const std::string &dir, const std::map<std::string, std::string> &va
     return WEXITSTATUS(status);
 }
 
-std::vector<std::string> traceLines(const std::string &path) { return qrvtest::splitLines(qrvtest::readFile(path)); }
+// `body` run in a child inside a fresh directory; its status and trace files.
+struct ChildRun {
+    TempDir dir;
+    int rc;
+    ChildRun(const std::map<std::string, std::string> &vars, const std::function<int()> &body)
+        : rc(inChild(dir.path, vars, body)) {}
+    std::vector<std::string> lines(const std::string &file = "kvoTrace.log") const {
+        return qrvtest::splitLines(qrvtest::readFile(dir.path + "/" + file));
+    }
+    bool exists(const std::string &file) const { return qrvtest::fileExists(dir.path + "/" + file); }
+};
 
 bool hasLine(const std::vector<std::string> &lines, const std::string &line) {
     for (const std::string &l : lines)
@@ -93,14 +103,12 @@ std::vector<int> all13() { return {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}; }
 }  // namespace
 
 TEST(Trace, DefaultRunBlockInTheDefaultFile) {
-    TempDir dirDir_;
-    const std::string &dir = dirDir_.path;
-    int rc = inChild(dir, {}, [] {
+    ChildRun run({}, [] {
         KVOTrace trace;
         return trace.traceLevel();
     });
-    EXPECT_EQ(rc, 1);
-    std::vector<std::string> lines = traceLines(dir + "/kvoTrace.log");
+    EXPECT_EQ(run.rc, 1);
+    std::vector<std::string> lines = run.lines();
     ASSERT_EQ(lines.size(), 24u);
     EXPECT_EQ(lines[0], "/--------------------------- NEW RUN ---------------------------\\");
     EXPECT_EQ(lines[1].rfind("Tracing started on ", 0), 0u);
@@ -128,15 +136,13 @@ TEST(Trace, LevelTextsFromTheEnvironment) {
                  {"BASIC", 2, "BASIC"}, {"2", 3, "MOST"}, {"MOST", 3, "MOST"},     {"3", 4, "ALL"},
                  {"9", 4, "ALL"},     {"ALL", 4, "ALL"},  {"basic", 1, "MINIMUM"}, {"10", 1, "MINIMUM"}};
     for (const Case &c : cases) {
-        TempDir dirDir_;
-    const std::string &dir = dirDir_.path;
-        int rc = inChild(dir, {{"KVO_TRACELEVEL", c.text}}, [] {
+        ChildRun run({{"KVO_TRACELEVEL", c.text}}, [] {
             KVOTrace trace;
             trace.setTraceLevel(KVOTRC_MOST);  // overridden by the environment
             return trace.traceLevel();
         });
-        EXPECT_EQ(rc, c.level) << c.text;
-        std::vector<std::string> lines = traceLines(dir + "/kvoTrace.log");
+        EXPECT_EQ(run.rc, c.level) << c.text;
+        std::vector<std::string> lines = run.lines();
         EXPECT_TRUE(hasLine(lines, std::string("Trace level:                         ") + c.name +
                                        " (from environment variable KVO_TRACELEVEL)"))
             << c.text;
@@ -160,9 +166,7 @@ TEST(Trace, ComponentListsFromTheEnvironment) {
         {"kernel  ", all13()},
     };
     for (const Case &c : cases) {
-        TempDir dirDir_;
-    const std::string &dir = dirDir_.path;
-        int rc = inChild(dir, {{"KVO_TRACECOMP", c.list}}, [] {
+        ChildRun run({{"KVO_TRACECOMP", c.list}}, [] {
             KVOTrace trace;
             trace.enableComponent("ALL");  // overridden by the environment
             trace.trace(KVOTRC_MINIMUM, KVOTRC_KERNEL, "kernel line");
@@ -174,8 +178,8 @@ TEST(Trace, ComponentListsFromTheEnvironment) {
             kernelOn = kernelOn || e == 3;
             guiOn = guiOn || e == 10;
         }
-        EXPECT_EQ(rc, kernelOn ? 1 : 0) << c.list;
-        std::vector<std::string> lines = traceLines(dir + "/kvoTrace.log");
+        EXPECT_EQ(run.rc, kernelOn ? 1 : 0) << c.list;
+        std::vector<std::string> lines = run.lines();
         ASSERT_GE(lines.size(), 19u);
         EXPECT_EQ(lines[5], "Status of tracing for components:     (from environment variable KVO_TRACECOMP)");
         EXPECT_EQ(std::vector<std::string>(lines.begin() + 6, lines.begin() + 19), componentLines(c.enabled))
@@ -188,9 +192,7 @@ TEST(Trace, ComponentListsFromTheEnvironment) {
 }
 
 TEST(Trace, SettersWriteTheirNotesAndWarnings) {
-    TempDir dirDir_;
-    const std::string &dir = dirDir_.path;
-    int rc = inChild(dir, {}, [] {
+    ChildRun run({}, [] {
         KVOTrace trace;
         trace.setTraceLevel(KVOTRC_MOST);
         trace.setTraceLevel(7);
@@ -213,8 +215,8 @@ TEST(Trace, SettersWriteTheirNotesAndWarnings) {
         if (kernel || !stat || bogus || afterAll) return 10;
         return trace.traceLevel();
     });
-    EXPECT_EQ(rc, 3);
-    std::vector<std::string> lines = traceLines(dir + "/kvoTrace.log");
+    EXPECT_EQ(run.rc, 3);
+    std::vector<std::string> lines = run.lines();
     std::vector<std::string> expected = {
         "Tracing component initialized",
         "NOTE: Changed tracelevel to MOST",
@@ -248,9 +250,7 @@ TEST(Trace, SettersWriteTheirNotesAndWarnings) {
 }
 
 TEST(Trace, LinesPassTheLevelAndComponentFilters) {
-    TempDir dirDir_;
-    const std::string &dir = dirDir_.path;
-    int rc = inChild(dir, {}, [] {
+    ChildRun run({}, [] {
         KVOTrace trace;
         trace.setTraceLevel(KVOTRC_BASIC);
         trace.trace(KVOTRC_MINIMUM, KVOTRC_UTIL, "minimum passes");
@@ -266,8 +266,8 @@ TEST(Trace, LinesPassTheLevelAndComponentFilters) {
         trace.trace(KVOTRC_MINIMUM, KVOTRC_UTIL, "level none");
         return 0;
     });
-    EXPECT_EQ(rc, 0);
-    std::vector<std::string> lines = traceLines(dir + "/kvoTrace.log");
+    EXPECT_EQ(run.rc, 0);
+    std::vector<std::string> lines = run.lines();
     EXPECT_TRUE(hasLine(lines, "minimum passes"));
     EXPECT_TRUE(hasLine(lines, "basic passes"));
     EXPECT_TRUE(hasLine(lines, "kvora_thing.cpp:42: with its place"));
@@ -279,24 +279,22 @@ TEST(Trace, LinesPassTheLevelAndComponentFilters) {
 }
 
 TEST(Trace, ChangingTheFile) {
-    TempDir dirDir_;
-    const std::string &dir = dirDir_.path;
-    int rc = inChild(dir, {}, [] {
+    ChildRun run({}, [] {
         KVOTrace trace;
         trace.setTraceFile("/nonexistent-dir/t.log");
         trace.setTraceFile("second.log");
         trace.trace(KVOTRC_MINIMUM, KVOTRC_UTIL, "in the second file");
         return trace.traceFileName() == "second.log" ? 0 : 1;
     });
-    EXPECT_EQ(rc, 0);
-    std::vector<std::string> first = traceLines(dir + "/kvoTrace.log");
+    EXPECT_EQ(run.rc, 0);
+    std::vector<std::string> first = run.lines();
     ASSERT_GE(first.size(), 4u);
     std::vector<std::string> firstTail(first.end() - 4, first.end());
     EXPECT_EQ(firstTail, (std::vector<std::string>{"Tracing component initialized",
                                                    "NOTE: Attempting to change name of tracefile /nonexistent-dir/t.log",
                                                    "WARNING: Failed to open new tracefile, continue trace here",
                                                    "NOTE: Attempting to change name of tracefile second.log"}));
-    std::vector<std::string> second = traceLines(dir + "/second.log");
+    std::vector<std::string> second = run.lines("second.log");
     ASSERT_EQ(second.size(), 26u);  // the 23 lines of the run block first
     EXPECT_EQ(second[0], "/--------------------------- NEW RUN ---------------------------\\");
     EXPECT_EQ(second[22], "Print timestamps:                    DISABLED");
@@ -306,17 +304,15 @@ TEST(Trace, ChangingTheFile) {
 }
 
 TEST(Trace, AFileNamedByTheEnvironmentCannotBeChanged) {
-    TempDir dirDir_;
-    const std::string &dir = dirDir_.path;
-    int rc = inChild(dir, {{"KVO_TRACEFILE", "mine.log"}}, [] {
+    ChildRun run({{"KVO_TRACEFILE", "mine.log"}}, [] {
         KVOTrace trace;
         trace.setTraceFile("other.log");
         return trace.traceFileName() == "mine.log" ? 0 : 1;
     });
-    EXPECT_EQ(rc, 0);
-    EXPECT_FALSE(qrvtest::fileExists(dir + "/kvoTrace.log"));
-    EXPECT_FALSE(qrvtest::fileExists(dir + "/other.log"));
-    std::vector<std::string> lines = traceLines(dir + "/mine.log");
+    EXPECT_EQ(run.rc, 0);
+    EXPECT_FALSE(run.exists("kvoTrace.log"));
+    EXPECT_FALSE(run.exists("other.log"));
+    std::vector<std::string> lines = run.lines("mine.log");
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), "WARNING: Attempted to change name of tracefile other.log, environment variable overrides");
 }
@@ -331,42 +327,34 @@ TEST(Trace, AssertionsEnterTheTraceFromLevelTwo) {
         }
         return 0;
     };
-    TempDir basicDir_;
-    const std::string &basic = basicDir_.path;
-    EXPECT_EQ(inChild(basic, {{"KVO_TRACELEVEL", "1"}}, failOnce), 0);
-    std::vector<std::string> lines = traceLines(basic + "/kvoTrace.log");
-    EXPECT_TRUE(hasLine(lines, "c_file.cpp:12:compute:x > 0"));
-    EXPECT_TRUE(hasLine(lines, "c_file.cpp:12:compute:C++ Exception thrown."));
+    ChildRun basic({{"KVO_TRACELEVEL", "1"}}, failOnce);
+    EXPECT_EQ(basic.rc, 0);
+    EXPECT_TRUE(hasLine(basic.lines(), "c_file.cpp:12:compute:x > 0"));
+    EXPECT_TRUE(hasLine(basic.lines(), "c_file.cpp:12:compute:C++ Exception thrown."));
 
     // Level MINIMUM ("0") keeps them out.
-    TempDir minimumDir_;
-    const std::string &minimum = minimumDir_.path;
-    EXPECT_EQ(inChild(minimum, {{"KVO_TRACELEVEL", "0"}}, failOnce), 0);
-    lines = traceLines(minimum + "/kvoTrace.log");
-    EXPECT_FALSE(hasLine(lines, "c_file.cpp:12:compute:x > 0"));
-    EXPECT_TRUE(hasLine(lines, "Tracing component initialized"));
+    ChildRun minimum({{"KVO_TRACELEVEL", "0"}}, failOnce);
+    EXPECT_EQ(minimum.rc, 0);
+    EXPECT_FALSE(hasLine(minimum.lines(), "c_file.cpp:12:compute:x > 0"));
+    EXPECT_TRUE(hasLine(minimum.lines(), "Tracing component initialized"));
 
     // At the default level an assertion doesn't even make the trace file.
-    TempDir noneDir_;
-    const std::string &none = noneDir_.path;
-    EXPECT_EQ(inChild(none, {}, failOnce), 0);
-    EXPECT_FALSE(qrvtest::fileExists(none + "/kvoTrace.log"));
+    ChildRun none({}, failOnce);
+    EXPECT_EQ(none.rc, 0);
+    EXPECT_FALSE(none.exists("kvoTrace.log"));
 
     // A trace raised to BASIC by a call lets them in too, with the place of
     // the trace call in front when source lines are on.
-    TempDir calledDir_;
-    const std::string &called = calledDir_.path;
-    EXPECT_EQ(inChild(called, {},
-                      [&] {
-                          KVOTrace *trace = KVOTrace::instance();
-                          trace->setTraceLevel(KVOTRC_BASIC);
-                          trace->setSourceLines(true);
-                          failOnce();
-                          trace->setFlush(true);
-                          return 0;
-                      }),
-              0);
-    lines = traceLines(called + "/kvoTrace.log");
+    ChildRun called({}, [&] {
+        KVOTrace *trace = KVOTrace::instance();
+        trace->setTraceLevel(KVOTRC_BASIC);
+        trace->setSourceLines(true);
+        failOnce();
+        trace->setFlush(true);
+        return 0;
+    });
+    EXPECT_EQ(called.rc, 0);
+    std::vector<std::string> lines = called.lines();
     const std::string suffix = ": c_file.cpp:12:compute:x > 0";
     bool found = false;
     for (const std::string &l : lines)

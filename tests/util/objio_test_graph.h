@@ -1,0 +1,252 @@
+// Persistent test classes that hold one member of every kind the object
+// streams carry, and a graph of them that both stream formats must carry
+// whole. Every string in the graph is non-empty and every real has few
+// digits, so that the ASCII form holds all of it too. The classes register
+// themselves: include this in one source file per test program.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "util/kvora_objio.h"
+
+class KVORAGraphTestLeaf : public KVORAObject {
+    KVORA_OBJECT_DECL(KVORAGraphTestLeaf)
+public:
+    int32_t ivValue = 0;
+    KV2AscString ivLabel;
+    void readPrimitive(KVORAObjReader &r, KVORA_ENV env) override;
+    void writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const override;
+};
+
+// A derived leaf: its keyword numbers count on from the leaf's.
+class KVORAGraphTestBigLeaf : public KVORAGraphTestLeaf {
+    KVORA_OBJECT_DECL(KVORAGraphTestBigLeaf)
+public:
+    int64_t ivExtra = 0;
+    void readPrimitive(KVORAObjReader &r, KVORA_ENV env) override;
+    void writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const override;
+};
+
+class KVORAGraphTestNode : public KVORAObject {
+    KVORA_OBJECT_DECL(KVORAGraphTestNode)
+public:
+    static bool cvWriteKept;  // the stream leaves ivKept out when false
+
+    int32_t ivCount = 0;
+    double ivReal = 0.0;
+    bool ivFlag = false;
+    char ivChar = 'c';
+    uint64_t ivBig = 0;
+    int64_t ivSigned = 0;
+    KV2AscString ivName;
+    KVORAOwnPtr<KVORAGraphTestLeaf> ivLeaf;
+    KVORAOwnPtr<KVORAGraphTestLeaf> ivNoLeaf;
+    KVORAXaRay<double, 1> ivValues;
+    KVORAXaRay<KVORAOwnPtr<KVORAGraphTestLeaf>, 1> ivLeaves;
+    KVORAArray<KVORAGraphTestLeaf> ivEmbedded;
+    KVORAOwnPtr<KVORAGraphTestNode> ivChild;
+    int32_t ivKept = 0;
+
+    void readPrimitive(KVORAObjReader &r, KVORA_ENV env) override;
+    void writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const override;
+    void releasePrimitive(KVORA_ENV env) override;
+};
+
+KVORA_OBJECT_IMPL(KVORAGraphTestLeaf, KVORAObject, 2)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestLeaf, ivValue, 1)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestLeaf, ivLabel, 2)
+
+void KVORAGraphTestLeaf::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
+{
+    KVORAObject::readPrimitive(r, env);
+    kvoraRead(r, KVORA_KWD(ivValue), ivValue, env);
+    kvoraRead(r, KVORA_KWD(ivLabel), ivLabel, env);
+}
+
+void KVORAGraphTestLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
+{
+    KVORAObject::writePrimitive(w, env);
+    kvoraWrite(w, KVORA_KWD(ivValue), ivValue, env);
+    kvoraWrite(w, KVORA_KWD(ivLabel), ivLabel, env);
+}
+
+KVORA_OBJECT_IMPL(KVORAGraphTestBigLeaf, KVORAGraphTestLeaf, 1)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestBigLeaf, ivExtra, 1)
+
+void KVORAGraphTestBigLeaf::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
+{
+    KVORAGraphTestLeaf::readPrimitive(r, env);
+    kvoraRead(r, KVORA_KWD(ivExtra), ivExtra, env);
+}
+
+void KVORAGraphTestBigLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
+{
+    KVORAGraphTestLeaf::writePrimitive(w, env);
+    kvoraWrite(w, KVORA_KWD(ivExtra), ivExtra, env);
+}
+
+bool KVORAGraphTestNode::cvWriteKept = true;
+
+KVORA_OBJECT_IMPL(KVORAGraphTestNode, KVORAObject, 14)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivCount, 1)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivReal, 2)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivFlag, 3)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivChar, 4)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivBig, 5)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivSigned, 6)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivName, 7)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivLeaf, 8)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivNoLeaf, 9)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivValues, 10)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivLeaves, 11)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivEmbedded, 12)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivChild, 13)
+KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivKept, 14)
+
+void KVORAGraphTestNode::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
+{
+    KVORAObject::readPrimitive(r, env);
+    kvoraRead(r, KVORA_KWD(ivCount), ivCount, env);
+    kvoraRead(r, KVORA_KWD(ivReal), ivReal, env);
+    kvoraRead(r, KVORA_KWD(ivFlag), ivFlag, env);
+    kvoraRead(r, KVORA_KWD(ivChar), ivChar, env);
+    kvoraRead(r, KVORA_KWD(ivBig), ivBig, env);
+    kvoraRead(r, KVORA_KWD(ivSigned), ivSigned, env);
+    kvoraRead(r, KVORA_KWD(ivName), ivName, env);
+    kvoraRead(r, KVORA_KWD(ivLeaf), ivLeaf, env);
+    kvoraRead(r, KVORA_KWD(ivNoLeaf), ivNoLeaf, env);
+    kvoraRead(r, KVORA_KWD(ivValues), ivValues, env);
+    kvoraRead(r, KVORA_KWD(ivLeaves), ivLeaves, env);
+    kvoraRead(r, KVORA_KWD(ivEmbedded), ivEmbedded, env);
+    kvoraRead(r, KVORA_KWD(ivChild), ivChild, env);
+    kvoraRead(r, KVORA_KWD(ivKept), ivKept, env);
+}
+
+void KVORAGraphTestNode::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
+{
+    KVORAObject::writePrimitive(w, env);
+    kvoraWrite(w, KVORA_KWD(ivCount), ivCount, env);
+    kvoraWrite(w, KVORA_KWD(ivReal), ivReal, env);
+    kvoraWrite(w, KVORA_KWD(ivFlag), ivFlag, env);
+    kvoraWrite(w, KVORA_KWD(ivChar), ivChar, env);
+    kvoraWrite(w, KVORA_KWD(ivBig), ivBig, env);
+    kvoraWrite(w, KVORA_KWD(ivSigned), ivSigned, env);
+    kvoraWrite(w, KVORA_KWD(ivName), ivName, env);
+    kvoraWrite(w, KVORA_KWD(ivLeaf), ivLeaf, env);
+    kvoraWrite(w, KVORA_KWD(ivNoLeaf), ivNoLeaf, env);
+    kvoraWrite(w, KVORA_KWD(ivValues), ivValues, env);
+    kvoraWrite(w, KVORA_KWD(ivLeaves), ivLeaves, env);
+    kvoraWrite(w, KVORA_KWD(ivEmbedded), ivEmbedded, env);
+    kvoraWrite(w, KVORA_KWD(ivChild), ivChild, env);
+    if (cvWriteKept) {
+        kvoraWrite(w, KVORA_KWD(ivKept), ivKept, env);
+    }
+}
+
+void KVORAGraphTestNode::releasePrimitive(KVORA_ENV env)
+{
+    ivLeaf.reset(env);
+    ivNoLeaf.reset(env);
+    ivValues.reset(env);
+    for (int32_t i = 1; i <= ivLeaves.getSize(); ++i) {
+        ivLeaves[i].reset(env);
+    }
+    ivLeaves.reset(env);
+    ivEmbedded.reset(env);
+    ivChild.reset(env);
+    KVORAObject::releasePrimitive(env);
+}
+
+namespace graphtest {
+
+constexpr const char *kName = "a \"quoted\" ^name\\ with\ttab";
+
+inline void fillGraph(KVORAGraphTestNode &n, KVORA_ENV env)
+{
+    n.ivCount = -300;
+    n.ivReal = 0.125;
+    n.ivFlag = true;
+    n.ivChar = '\n';
+    n.ivBig = UINT64_MAX;
+    n.ivSigned = INT64_MIN;
+    n.ivName = kName;
+    n.ivLeaf.reset(new KVORAGraphTestLeaf(), env);
+    n.ivLeaf->ivValue = 64;
+    n.ivLeaf->ivLabel = "owned";
+    n.ivValues.setSize(3, env);
+    n.ivValues[1] = 1.5;
+    n.ivValues[2] = -2.25;
+    n.ivValues[3] = 1e300;
+    n.ivLeaves.setSize(3, env);
+    n.ivLeaves[1].reset(new KVORAGraphTestLeaf(), env);
+    n.ivLeaves[1]->ivValue = 1;
+    n.ivLeaves[1]->ivLabel = "one";
+    KVORAGraphTestBigLeaf *big = new KVORAGraphTestBigLeaf();
+    big->ivValue = 3;
+    big->ivLabel = "three";
+    big->ivExtra = INT64_MIN;
+    n.ivLeaves[3].reset(big, env);  // element 2 stays null
+    n.ivEmbedded.setSize(2, env);
+    n.ivEmbedded[1].ivValue = 11;
+    n.ivEmbedded[1].ivLabel = "first";
+    n.ivEmbedded[2].ivValue = 12;
+    n.ivEmbedded[2].ivLabel = "second";
+    n.ivChild.reset(new KVORAGraphTestNode(), env);
+    n.ivChild->ivCount = 7;
+    n.ivChild->ivName = "child";
+    n.ivKept = 5;
+}
+
+// The graph written by `write` (a stream format's writer over a text).
+template <class W>
+std::string graphWritten(W write)
+{
+    KVORAEnv *env = nullptr;
+    KVORAOwnPtr<KVORAGraphTestNode> root;
+    root.reset(new KVORAGraphTestNode(), env);
+    fillGraph(*root, env);
+    std::string s = write(root);
+    root.reset(env);
+    return s;
+}
+
+// A graph read back holds what fillGraph put in.
+inline void expectFilledGraph(const KVORAGraphTestNode &n)
+{
+    EXPECT_EQ(n.ivCount, -300);
+    EXPECT_EQ(n.ivReal, 0.125);
+    EXPECT_TRUE(n.ivFlag);
+    EXPECT_EQ(n.ivChar, '\n');
+    EXPECT_EQ(n.ivBig, UINT64_MAX);
+    EXPECT_EQ(n.ivSigned, INT64_MIN);
+    EXPECT_EQ(n.ivName, kName);
+    ASSERT_NE(n.ivLeaf.get(), nullptr);
+    EXPECT_EQ(n.ivLeaf->ivValue, 64);
+    EXPECT_EQ(n.ivLeaf->ivLabel, "owned");
+    EXPECT_EQ(n.ivNoLeaf.get(), nullptr);
+    ASSERT_EQ(n.ivValues.getSize(), 3);
+    EXPECT_EQ(n.ivValues[1], 1.5);
+    EXPECT_EQ(n.ivValues[2], -2.25);
+    EXPECT_EQ(n.ivValues[3], 1e300);
+    ASSERT_EQ(n.ivLeaves.getSize(), 3);
+    ASSERT_NE(n.ivLeaves[1].get(), nullptr);
+    EXPECT_EQ(n.ivLeaves[1]->ivLabel, "one");
+    EXPECT_EQ(n.ivLeaves[2].get(), nullptr);
+    ASSERT_NE(n.ivLeaves[3].get(), nullptr);
+    ASSERT_TRUE(n.ivLeaves[3]->getObjectType() == KVORAGraphTestBigLeaf::classType());
+    EXPECT_EQ(n.ivLeaves[3]->ivValue, 3);
+    EXPECT_EQ(static_cast<const KVORAGraphTestBigLeaf *>(n.ivLeaves[3].get())->ivExtra, INT64_MIN);
+    ASSERT_EQ(n.ivEmbedded.getSize(), 2);
+    EXPECT_EQ(n.ivEmbedded[1].ivValue, 11);
+    EXPECT_EQ(n.ivEmbedded[2].ivLabel, "second");
+    ASSERT_NE(n.ivChild.get(), nullptr);
+    EXPECT_EQ(n.ivChild->ivCount, 7);
+    EXPECT_EQ(n.ivChild->ivName, "child");
+    EXPECT_EQ(n.ivChild->ivChild.get(), nullptr);
+    EXPECT_EQ(n.ivChild->ivKept, 0);
+    EXPECT_EQ(n.ivKept, 5);
+}
+
+}  // namespace graphtest
