@@ -225,6 +225,9 @@ void KVORACGAData::readKernelValuesFile(KVORA_ENV env)
         in.getline(first, sizeof first, ',');
         in.getline(second, sizeof second, ',');
         in.getline(value, sizeof value, '\n');
+        // A read that fails outright (a folder, an I/O error) is a file that
+        // can't be read, not an empty one.
+        if (in.bad()) reportError(2304, "KVORACGAData::readKernelValuesFile: Unable to kernel values file", env, 1);
         if (in.fail() && !in.eof()) break;
         const uint32_t a = strtoul32(first);
         const uint32_t b = strtoul32(second);
