@@ -122,17 +122,6 @@ TEST_F(ModelReportTest, ValidationRowsBecomeThreeBlankLedTexts) {
     handler.releasePrimitive(env);
 }
 
-TEST_F(ModelReportTest, UnwritableFileIsReport2301) {
-    const std::string name = dir + "/missing/dir/model.xml";
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_THROW(kvoraWriteModelReport(-1, *model, nullptr, 1, rows, actual, predicted, env, name.c_str()), int);
-    testing::internal::GetCapturedStderr();
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("Error;|2301;|Could not write output file;|" + name + ";|ErrorEnd\n"), std::string::npos)
-        << out;
-}
-
 TEST_F(ModelReportTest, AsciiFormDumpsTheModelAfterItsTypeName) {
     const std::string name = dir + "/a.txt";
     kvoraWriteModelReport(4, *model, nullptr, 0, rows, actual, predicted, env, name.c_str());
@@ -148,15 +137,25 @@ TEST_F(ModelReportTest, AsciiFormDumpsTheModelAfterItsTypeName) {
     EXPECT_EQ(text.back(), '\n');
 }
 
-TEST_F(ModelReportTest, AsciiFileThatCannotBeOpenedIsReport2302) {
-    const std::string name = dir + "/missing/a.txt";
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_THROW(kvoraWriteModelReport(-1, *model, nullptr, 0, rows, actual, predicted, env, name.c_str()), int);
-    testing::internal::GetCapturedStderr();
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("Error;|2302;|Could not open output file;|" + name + ";|ErrorEnd\n"), std::string::npos)
-        << out;
+TEST_F(ModelReportTest, AFileThatCannotBeWrittenIsAFatalReport) {
+    const struct {
+        int32_t useXML;
+        const char *name;
+        const char *report;
+    } cases[] = {
+        {1, "/missing/dir/model.xml", "Error;|2301;|Could not write output file;|"},
+        {0, "/missing/a.txt", "Error;|2302;|Could not open output file;|"},
+    };
+    for (const auto &c : cases) {
+        const std::string name = dir + c.name;
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        EXPECT_THROW(kvoraWriteModelReport(-1, *model, nullptr, c.useXML, rows, actual, predicted, env, name.c_str()),
+                     int);
+        testing::internal::GetCapturedStderr();
+        const std::string out = testing::internal::GetCapturedStdout();
+        EXPECT_NE(out.find(c.report + name + ";|ErrorEnd\n"), std::string::npos) << out;
+    }
 }
 
 }  // namespace

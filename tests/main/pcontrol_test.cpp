@@ -1,5 +1,5 @@
-// The parallel job object and the run values: rank and size before and after
-// start, the master's banner, the private copy of the validation file name,
+// The parallel job object and the run values: rank and size after the start,
+// the master's banner, the private copy of the validation file name,
 // and the time accounting's figure (milliseconds divided by one million).
 #include <gtest/gtest.h>
 #include <mpi.h>
@@ -14,15 +14,6 @@
 #include "qrvexec/kvora_runvalues.h"
 
 namespace {
-
-TEST(PControl, BeforeInitialiseItIsTheMasterOfAJobOfOne) {
-    KVORAPControl control;
-    EXPECT_EQ(control.ivRank, 0);
-    EXPECT_EQ(control.ivSize, 1);
-    EXPECT_EQ(control.isMaster(), 1);
-    control.ivRank = 2;
-    EXPECT_EQ(control.isMaster(), 0);
-}
 
 // Starts the job and tells on standard error what it saw, then ends.
 void startAndTell() {

@@ -149,62 +149,42 @@ TEST(ObjectStreamModel, KeywordMatchingModes)
     EXPECT_EQ(r.ivKeywordCount, 4);
 }
 
+namespace {
+
+// A number written in one of the stream's three forms, read into a T.
+template <class T, class W>
+T readAs(W writeValue)
+{
+    T x{};
+    Caught o = binaryRead(binaryWritten(writeValue), [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, x, e); });
+    EXPECT_FALSE(o.threw) << o.err;
+    return x;
+}
+template <class T>
+T fromSigned(int64_t v) { return readAs<T>([v](KVORAObjWriter &w, KVORA_ENV e) { w.writeSigned(v, e); }); }
+template <class T>
+T fromUnsigned(uint64_t v) { return readAs<T>([v](KVORAObjWriter &w, KVORA_ENV e) { w.writeUnsigned(v, e); }); }
+template <class T>
+T fromReal(double v) { return readAs<T>([v](KVORAObjWriter &w, KVORA_ENV e) { w.writeReal(v, e); }); }
+
+}  // namespace
+
 TEST(ObjectStreamModel, NumbersAreClampedToTheVariable)
 {
-    std::string s = binaryWritten([](KVORAObjWriter &w, KVORA_ENV env) {
-        w.writeSigned(5000000000LL, env);
-        w.writeSigned(-5000000000LL, env);
-        w.writeSigned(300, env);
-        w.writeSigned(-300, env);
-        w.writeSigned(40000, env);
-        w.writeSigned(-40000, env);
-        w.writeUnsigned(300, env);
-        w.writeUnsigned(70000, env);
-        w.writeUnsigned(1ULL << 40, env);
-        w.writeReal(DBL_MAX * 2, env);
-        w.writeReal(-DBL_MAX * 2, env);
-        w.writeReal(1e39, env);
-        w.writeReal(-1e39, env);
-        w.writeReal(0.5, env);
-    });
-    int32_t i32a = 0, i32b = 0;
-    int8_t i8a = 0, i8b = 0;
-    int16_t i16a = 0, i16b = 0;
-    uint8_t u8 = 0;
-    uint16_t u16 = 0;
-    uint32_t u32 = 0;
-    double da = 0, db = 0;
-    float fa = 0, fb = 0, fc = 0;
-    ASSERT_FALSE(binaryRead(s, [&](KVORAObjReader &r, KVORA_ENV env) {
-        kvoraRead(r, i32a, env);
-        kvoraRead(r, i32b, env);
-        kvoraRead(r, i8a, env);
-        kvoraRead(r, i8b, env);
-        kvoraRead(r, i16a, env);
-        kvoraRead(r, i16b, env);
-        kvoraRead(r, u8, env);
-        kvoraRead(r, u16, env);
-        kvoraRead(r, u32, env);
-        kvoraRead(r, da, env);
-        kvoraRead(r, db, env);
-        kvoraRead(r, fa, env);
-        kvoraRead(r, fb, env);
-        kvoraRead(r, fc, env);
-    }).threw);
-    EXPECT_EQ(i32a, 2147483647);
-    EXPECT_EQ(i32b, -2147483647 - 1);
-    EXPECT_EQ(i8a, 127);
-    EXPECT_EQ(i8b, -128);
-    EXPECT_EQ(i16a, 32767);
-    EXPECT_EQ(i16b, -32768);
-    EXPECT_EQ(u8, 255);
-    EXPECT_EQ(u16, 65535);
-    EXPECT_EQ(u32, 4294967295u);
-    EXPECT_EQ(da, 1.7976931348623157e308);
-    EXPECT_EQ(db, -1.7976931348623157e308);
-    EXPECT_EQ(fa, FLT_MAX);
-    EXPECT_EQ(fb, -FLT_MAX);
-    EXPECT_EQ(fc, 0.5f);
+    EXPECT_EQ(fromSigned<int32_t>(5000000000LL), 2147483647);
+    EXPECT_EQ(fromSigned<int32_t>(-5000000000LL), -2147483647 - 1);
+    EXPECT_EQ(fromSigned<int8_t>(300), 127);
+    EXPECT_EQ(fromSigned<int8_t>(-300), -128);
+    EXPECT_EQ(fromSigned<int16_t>(40000), 32767);
+    EXPECT_EQ(fromSigned<int16_t>(-40000), -32768);
+    EXPECT_EQ(fromUnsigned<uint8_t>(300), 255);
+    EXPECT_EQ(fromUnsigned<uint16_t>(70000), 65535);
+    EXPECT_EQ(fromUnsigned<uint32_t>(1ULL << 40), 4294967295u);
+    EXPECT_EQ(fromReal<double>(DBL_MAX * 2), 1.7976931348623157e308);
+    EXPECT_EQ(fromReal<double>(-DBL_MAX * 2), -1.7976931348623157e308);
+    EXPECT_EQ(fromReal<float>(1e39), FLT_MAX);
+    EXPECT_EQ(fromReal<float>(-1e39), -FLT_MAX);
+    EXPECT_EQ(fromReal<float>(0.5), 0.5f);
 }
 
 TEST(ObjectStreamModel, ArraysAreReadInPlace)

@@ -89,57 +89,30 @@ void KVORAGraphTestBigLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) con
 
 bool KVORAGraphTestNode::cvWriteKept = true;
 
+// The node's members but ivKept, each with its local keyword number: one
+// list for the keywords, the reading and the writing.
+#define KVORA_GRAPH_NODE_MEMBERS(X)                                                                     \
+    X(ivCount, 1) X(ivReal, 2) X(ivFlag, 3) X(ivChar, 4) X(ivBig, 5) X(ivSigned, 6) X(ivName, 7)       \
+    X(ivLeaf, 8) X(ivNoLeaf, 9) X(ivValues, 10) X(ivLeaves, 11) X(ivEmbedded, 12) X(ivChild, 13)
+#define KVORA_GRAPH_KEYWORD(member, n) KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, member, n)
+#define KVORA_GRAPH_READ(member, n) kvoraRead(r, KVORA_KWD(member), member, env);
+#define KVORA_GRAPH_WRITE(member, n) kvoraWrite(w, KVORA_KWD(member), member, env);
+
 KVORA_OBJECT_IMPL(KVORAGraphTestNode, KVORAObject, 14)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivCount, 1)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivReal, 2)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivFlag, 3)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivChar, 4)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivBig, 5)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivSigned, 6)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivName, 7)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivLeaf, 8)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivNoLeaf, 9)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivValues, 10)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivLeaves, 11)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivEmbedded, 12)
-KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivChild, 13)
+KVORA_GRAPH_NODE_MEMBERS(KVORA_GRAPH_KEYWORD)
 KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivKept, 14)
 
 void KVORAGraphTestNode::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
 {
     KVORAObject::readPrimitive(r, env);
-    kvoraRead(r, KVORA_KWD(ivCount), ivCount, env);
-    kvoraRead(r, KVORA_KWD(ivReal), ivReal, env);
-    kvoraRead(r, KVORA_KWD(ivFlag), ivFlag, env);
-    kvoraRead(r, KVORA_KWD(ivChar), ivChar, env);
-    kvoraRead(r, KVORA_KWD(ivBig), ivBig, env);
-    kvoraRead(r, KVORA_KWD(ivSigned), ivSigned, env);
-    kvoraRead(r, KVORA_KWD(ivName), ivName, env);
-    kvoraRead(r, KVORA_KWD(ivLeaf), ivLeaf, env);
-    kvoraRead(r, KVORA_KWD(ivNoLeaf), ivNoLeaf, env);
-    kvoraRead(r, KVORA_KWD(ivValues), ivValues, env);
-    kvoraRead(r, KVORA_KWD(ivLeaves), ivLeaves, env);
-    kvoraRead(r, KVORA_KWD(ivEmbedded), ivEmbedded, env);
-    kvoraRead(r, KVORA_KWD(ivChild), ivChild, env);
+    KVORA_GRAPH_NODE_MEMBERS(KVORA_GRAPH_READ)
     kvoraRead(r, KVORA_KWD(ivKept), ivKept, env);
 }
 
 void KVORAGraphTestNode::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
 {
     KVORAObject::writePrimitive(w, env);
-    kvoraWrite(w, KVORA_KWD(ivCount), ivCount, env);
-    kvoraWrite(w, KVORA_KWD(ivReal), ivReal, env);
-    kvoraWrite(w, KVORA_KWD(ivFlag), ivFlag, env);
-    kvoraWrite(w, KVORA_KWD(ivChar), ivChar, env);
-    kvoraWrite(w, KVORA_KWD(ivBig), ivBig, env);
-    kvoraWrite(w, KVORA_KWD(ivSigned), ivSigned, env);
-    kvoraWrite(w, KVORA_KWD(ivName), ivName, env);
-    kvoraWrite(w, KVORA_KWD(ivLeaf), ivLeaf, env);
-    kvoraWrite(w, KVORA_KWD(ivNoLeaf), ivNoLeaf, env);
-    kvoraWrite(w, KVORA_KWD(ivValues), ivValues, env);
-    kvoraWrite(w, KVORA_KWD(ivLeaves), ivLeaves, env);
-    kvoraWrite(w, KVORA_KWD(ivEmbedded), ivEmbedded, env);
-    kvoraWrite(w, KVORA_KWD(ivChild), ivChild, env);
+    KVORA_GRAPH_NODE_MEMBERS(KVORA_GRAPH_WRITE)
     if (cvWriteKept) {
         kvoraWrite(w, KVORA_KWD(ivKept), ivKept, env);
     }

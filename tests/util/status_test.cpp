@@ -9,13 +9,11 @@
 #include <string>
 
 TEST(StatusRecord, SeverityLetters) {
-    EXPECT_EQ(KVORAStatus::letterOf(0), 'I');
-    EXPECT_EQ(KVORAStatus::letterOf(1), 'W');
-    EXPECT_EQ(KVORAStatus::letterOf(static_cast<int16_t>(0xFFFD)), 'S');
-    EXPECT_EQ(KVORAStatus::letterOf(-3), 'S');
-    EXPECT_EQ(KVORAStatus::letterOf(-2), 'E');
-    EXPECT_EQ(KVORAStatus::letterOf(-1), 'E');
-    EXPECT_EQ(KVORAStatus::letterOf(2), 'E');
+    const struct {
+        int16_t severity;
+        char letter;
+    } cases[] = {{0, 'I'}, {1, 'W'}, {-3, 'S'}, {-2, 'E'}, {-1, 'E'}, {2, 'E'}};
+    for (const auto &c : cases) EXPECT_EQ(KVORAStatus::letterOf(c.severity), c.letter) << c.severity;
 }
 
 TEST(StatusRecord, StatesByKindSeverityAndNumber) {

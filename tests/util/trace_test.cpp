@@ -73,19 +73,10 @@ bool hasLine(const std::vector<std::string> &lines, const std::string &line) {
     return false;
 }
 
-const char *const kLongNames[] = {"Utilities",
-                                  "Data Access API",
-                                  "Processing Library",
-                                  "Kernel",
-                                  "Statistics",
-                                  "Environment Layer API",
-                                  "Client/Server API",
-                                  "ORX Class Library",
-                                  "ZQL Call Level Interface",
-                                  "Result API",
-                                  "Graphical User Interface",
-                                  "Scoring SQL API",
-                                  "Modeling SQL API"};
+const char *const kLongNames[] = {
+    "Utilities", "Data Access API", "Processing Library", "Kernel", "Statistics", "Environment Layer API",
+    "Client/Server API", "ORX Class Library", "ZQL Call Level Interface", "Result API", "Graphical User Interface",
+    "Scoring SQL API", "Modeling SQL API"};
 
 // The component lines of the run block, for a set of enabled indices.
 std::vector<std::string> componentLines(const std::vector<int> &enabled) {
@@ -117,11 +108,10 @@ TEST(Trace, DefaultRunBlockInTheDefaultFile) {
                                          "Trace level:                         MINIMUM",
                                          "Status of tracing for components:    "};
     for (const std::string &l : componentLines(all13())) expected.push_back(l);
-    expected.push_back("Append to file if exists:            DISABLED");
-    expected.push_back("Flush after each call to KVOTRACE(): DISABLED");
-    expected.push_back("Print sourceline references:         DISABLED");
-    expected.push_back("Print timestamps:                    DISABLED");
-    expected.push_back("Tracing component initialized");
+    expected.insert(expected.end(), {"Append to file if exists:            DISABLED",
+                                     "Flush after each call to KVOTRACE(): DISABLED",
+                                     "Print sourceline references:         DISABLED",
+                                     "Print timestamps:                    DISABLED", "Tracing component initialized"});
     EXPECT_EQ(std::vector<std::string>(lines.begin() + 2, lines.end()), expected);
 }
 
