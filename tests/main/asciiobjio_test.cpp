@@ -9,6 +9,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "../util/objio_test_graph.h"
 #include "../util/util_test_support.h"
@@ -176,13 +177,10 @@ TEST(AsciiLayout, EscapesInStringsAndChars)
 {
     KV2AscString text("a\\b^c\"d'e\nf", 11);
     text += static_cast<char>(200);
+    const std::string chars("'\n^\x1f", 5);  // and a zero byte
     std::string s = written(0, [&](KVORAObjWriter &w, KVORA_ENV e) {
         w.writeString(text, e);
-        w.writeChar('\'', e);
-        w.writeChar('\n', e);
-        w.writeChar('^', e);
-        w.writeChar(static_cast<char>(31), e);
-        w.writeChar('\0', e);
+        for (char c : chars) w.writeChar(c, e);
     });
     // Bytes below 32: a caret and the byte plus 64 (line feed J, 31 _, zero @).
     std::string expected = " \"a\\\\b\\^c\\\"d\\'e^Jf";
@@ -191,23 +189,15 @@ TEST(AsciiLayout, EscapesInStringsAndChars)
     EXPECT_EQ(s, expected);
 
     KV2AscString back;
-    char c1 = 0, c2 = 0, c3 = 0, c4 = 0, c5 = 1;
+    std::string charsBack(5, '?');
     Caught o = readText(s, [&](Reader &r, KVORA_ENV e) {
         r.readString(back, e);
-        r.readChar(c1, e);
-        r.readChar(c2, e);
-        r.readChar(c3, e);
-        r.readChar(c4, e);
-        r.readChar(c5, e);
+        for (char &c : charsBack) r.readChar(c, e);
     });
     ASSERT_FALSE(o.threw) << o.err;
     EXPECT_EQ(back.size(), 12u);
     EXPECT_EQ(back, text);
-    EXPECT_EQ(c1, '\'');
-    EXPECT_EQ(c2, '\n');
-    EXPECT_EQ(c3, '^');
-    EXPECT_EQ(c4, 31);
-    EXPECT_EQ(c5, 0);
+    EXPECT_EQ(charsBack, chars);
 
     // A caret before a byte below 64 takes the byte as it is.
     KV2AscString raw;
@@ -267,17 +257,9 @@ TEST(AsciiReader, NumbersAndTheirWords)
                             for (double &v : d) r.readReal(v, e);
                         });
     ASSERT_FALSE(o.threw) << o.err;
-    EXPECT_EQ(s[0], INT64_MAX);
-    EXPECT_EQ(s[1], INT64_MIN);
-    EXPECT_EQ(s[2], INT64_MAX);
-    EXPECT_EQ(s[3], 2);   // truncated toward zero
-    EXPECT_EQ(s[4], -2);
-    EXPECT_EQ(s[5], INT64_MAX);  // clamped
-    EXPECT_EQ(s[6], -17);
-    EXPECT_EQ(u[0], UINT64_MAX);
-    EXPECT_EQ(u[1], 0u);
-    EXPECT_EQ(u[2], UINT64_MAX);
-    EXPECT_EQ(u[3], 12u);
+    // Fractions truncated toward zero, large values clamped.
+    EXPECT_EQ(std::vector<int64_t>(s, s + 7), (std::vector<int64_t>{INT64_MAX, INT64_MIN, INT64_MAX, 2, -2, INT64_MAX, -17}));
+    EXPECT_EQ(std::vector<uint64_t>(u, u + 4), (std::vector<uint64_t>{UINT64_MAX, 0, UINT64_MAX, 12}));
     EXPECT_EQ(d[0], DBL_MAX);
     EXPECT_EQ(d[1], -DBL_MAX);
     EXPECT_EQ(d[2], 0.5);

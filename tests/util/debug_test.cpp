@@ -48,15 +48,13 @@ TEST_F(DebugTest, BaseNameFollowsTheLastCharacterOutsideNamesDigitsDotAndUndersc
     EXPECT_STREQ(kvoraBaseName("ends/"), "");
 }
 
-TEST_F(DebugTest, FailedAssertionPrintsHeaderAndExpressionAndThrowsZero) {
+TEST_F(DebugTest, FailedAssertionPrintsHeaderExpressionAndCauseAndThrowsZero) {
     std::string out = thrownOutput([] { kvoraAssertFail("a == b", "C:\\a\\b_c", 42, "doIt"); });
     EXPECT_EQ(out, "\n*** ERROR in function doIt at line 42 in file b_c\n    ASSERTION FAILED (a == b)\n");
     EXPECT_EQ(kvoraErrorFlag, 1);
     EXPECT_EQ(kvoraExceptionInFlightFlag, 1);
-}
-
-TEST_F(DebugTest, CauseAndNullExpression) {
-    std::string out = thrownOutput([] { kvoraAssertFailCause("x > 0", "bad input", "/p/q.cpp", 7, "f"); });
+    // With a cause, and without an expression.
+    out = thrownOutput([] { kvoraAssertFailCause("x > 0", "bad input", "/p/q.cpp", 7, "f"); });
     EXPECT_EQ(out, "\n*** ERROR in function f at line 7 in file q.cpp\n    ASSERTION FAILED (x > 0)\n"
                    "    PROBABLE CAUSE: bad input\n");
     out = thrownOutput([] { kvoraAssertFail(nullptr, "q.cpp", 8, "g"); });

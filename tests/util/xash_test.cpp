@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(XashHash, EmptyTextWithSeedZero) {
+TEST(XashHash, ValuesWorkedOutByHand) {
     // No bytes: the finish on the seed 0, with f(x) = 0xD1CCF6E9 - x * 1354167659
     // and r the 16-bit rotation (all mod 2^32):
     //   f(0)          = 0xD1CCF6E9
@@ -20,9 +20,7 @@ TEST(XashHash, EmptyTextWithSeedZero) {
     EXPECT_EQ(kvoraHashBytes("", 0, 0), 0x69A0F653u);
     EXPECT_EQ(kvoraHashBytes(nullptr, 5, 0), 0x69A0F653u);
     EXPECT_EQ(kvoraHashText("", 0), 0x69A0F653u);
-}
 
-TEST(XashHash, AbcWithSeedZero) {
     // Three bytes, no full group: h = 0; tail t = (97*256 + 98)*256 + 99 = 0x00616263;
     // h + t = 0x00616263.
     //   f(0x00616263) = 0x938E1888
@@ -30,9 +28,7 @@ TEST(XashHash, AbcWithSeedZero) {
     //   r -> 0x648F948C;  f(0x648F948C) = 0x0517E465
     EXPECT_EQ(kvoraHashBytes("abc", 3, 0), 0x0517E465u);
     EXPECT_EQ(kvoraHashText("abc", 0), 0x0517E465u);
-}
 
-TEST(XashHash, FullGroupAndSignedBytes) {
     // "abcd": w = 0x61626364; h = (0 + w) * 1664525 + 1013904223 = 0x16CBD773.
     //   f(0x16CBD773) = 0x19A6DAD8; r -> 0xDAD819A6; f = 0x6CEA6087; r -> 0x60876CEA; f = 0x4F9A7F1B
     EXPECT_EQ(kvoraHashBytes("abcd", 4, 0), 0x4F9A7F1Bu);
@@ -41,9 +37,7 @@ TEST(XashHash, FullGroupAndSignedBytes) {
     EXPECT_EQ(kvoraHashBytes("\xff", 1, 0), 0xC619F356u);
     // The seed counts.
     EXPECT_NE(kvoraHashBytes("abc", 3, 1), kvoraHashBytes("abc", 3, 0));
-}
 
-TEST(XashHash, LongRealAndCombine) {
     // f(5) = 0xD1CCF6E9 - 5 * 1354167659 mod 2^32 = 0x3E3A2BD2.
     EXPECT_EQ(kvoraHashLong(5), 0x3E3A2BD2u);
     // 1.0 = 0.5 * 2^1: t = trunc(0.5 * 2147483647.0) = 1073741823;
