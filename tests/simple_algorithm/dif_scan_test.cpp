@@ -59,6 +59,7 @@ TEST_F(DIFScanTest, NormalizerSumsRowsAndDegreesWhateverTheWeights) {
 
     // A row seen again restarts its sum but keeps counting degrees.
     row(1, {{2, 4.0}});
+    data.gatherCalleeSums();
     EXPECT_EQ(data.ivNum2RowSumMap[1], 4.0);
     EXPECT_EQ(data.ivNum2OutDegreeMap[1], 4);
 
@@ -167,6 +168,7 @@ TEST_F(DIFScanTest, ANegativeHeaderCountIsAHugeBoundAndAShortRowPasses) {
     record(6, 0.0, 3.0);
     record(6, 1.0, 1.0);
     record(6, 0.0, 7788.0);
+    data.gatherCalleeSums();
     EXPECT_EQ(data.ivMatState, 0);
     EXPECT_EQ(data.ivNum2OutDegreeMap, (KVORADIFData::IntMap{{4, 5}, {5, 1}, {6, 1}}));
 }

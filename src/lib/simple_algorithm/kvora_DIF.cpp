@@ -46,7 +46,8 @@ KVORADIFData::KVORADIFData()
       ivModel1NumIterations(0), ivMaxCallees(0), ivRowsCounter(0), ivCalleesCounter(0), ivCurrentCaller(0),
       ivDiffVal(100000.0), ivMaxNumIterations(100), ivEpsilon(0.01), ivProgressReportCounter(1), ivVerbosityLvl(1),
       ivSampleTraceOn(0), ivSampleTraceEventsCounter(0), ivRowCallerSum(nullptr), ivRowCallerOut(nullptr),
-      ivRowCallerWeightedOut(nullptr), ivRowCallerFresh(nullptr)
+      ivRowCallerKnown(false), ivRowCallerRowSum(0.0), ivRowCallerFresh(0.0), ivRowSumAt(0), ivFreshAt(0),
+      ivCallersEnteredFresh(0)
 {
 }
 
@@ -56,8 +57,7 @@ void KVORADIFData::resetRowCache()
 {
     ivRowCallerSum = nullptr;
     ivRowCallerOut = nullptr;
-    ivRowCallerWeightedOut = nullptr;
-    ivRowCallerFresh = nullptr;
+    ivRowCallerKnown = false;
 }
 
 int32_t KVORADIFData::getRank()
@@ -210,9 +210,14 @@ void KVORADIFData::releasePrimitive(KVORA_ENV env)
     ivModel1Num2FreshEnergyMap.clear();
     ivModel1Num2MultResMap.clear();
     ivNum2RowSumMap.clear();
-    ivCalleeIntSums.clear();
-    ivCalleeRealSums.clear();
+    ivCalleeIntSums.release();
+    ivCalleeRealSums.release();
+    ivCallerIntSums.release();
+    ivCallerRealSums.release();
+    std::vector<uint8_t>().swap(ivCallerEnteredFresh);
+    ivCallersEnteredFresh = 0;
     resetRowCache();
+    dropRowCursors();
     KVORASimpleAlgorithmAbstractData::releasePrimitive(env);
 }
 
@@ -275,7 +280,7 @@ template <class M>
 void dumpMap(std::ostream &out, const char *name, const M &map)
 {
     out << " <- " << name << " contains " << map.size() << " elements\n";
-    for (const auto &entry : map) out << "  <- [" << entry.first << "] : " << entry.second << "\n";
+    for (size_t i = 0; i < map.size(); ++i) out << "  <- [" << map.key(i) << "] : " << map.value(i) << "\n";
 }
 
 }  // namespace

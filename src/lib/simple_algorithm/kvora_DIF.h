@@ -13,10 +13,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
+#include <initializer_list>
 #include <ostream>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -27,14 +26,262 @@
 
 class KVORAXMLTag;
 
+// A sum per node where the algorithm speaks of an ordered map: node numbers
+// ascending in one array, their values in a parallel one. Only the order of
+// a walk over such a map is ever observable, and two sorted arrays walk in
+// that order with no tree to search and 12 to 16 bytes an entry. Arrays
+// coming in (from a message, from the seed file) are folded in by a linear
+// merge; those that are not ascending are put in order first, a stable sort
+// that keeps each node's values in the order of the array.
+template <class V>
+class KVORADIFNodeMap {
+public:
+    typedef std::pair<uint64_t, V> Entry;
+
+    KVORADIFNodeMap() = default;
+    KVORADIFNodeMap(std::initializer_list<Entry> entries)
+    {
+        for (const Entry &entry : entries) (*this)[entry.first] = entry.second;
+    }
+
+    size_t size() const { return ivKeys.size(); }
+    bool empty() const { return ivKeys.empty(); }
+    uint64_t key(size_t i) const { return ivKeys[i]; }
+    V &value(size_t i) { return ivValues[i]; }
+    const V &value(size_t i) const { return ivValues[i]; }
+    // Empties the map and gives its memory back.
+    void clear()
+    {
+        std::vector<uint64_t>().swap(ivKeys);
+        std::vector<V>().swap(ivValues);
+    }
+    // The position of the first key not below `key`, searched from `from`.
+    size_t lowerBound(uint64_t key, size_t from = 0) const
+    {
+        return static_cast<size_t>(std::lower_bound(ivKeys.begin() + from, ivKeys.end(), key) - ivKeys.begin());
+    }
+    bool holds(size_t at, uint64_t key) const { return at < ivKeys.size() && ivKeys[at] == key; }
+    // The position of the key's entry, created with V() where it belongs when
+    // missing. A key above the last is appended; another new key costs a
+    // shift of the entries behind it, which only rare keys may pay.
+    size_t entryAt(uint64_t key)
+    {
+        if (ivKeys.empty() || ivKeys.back() < key) {
+            ivKeys.push_back(key);
+            ivValues.push_back(V());
+            return ivKeys.size() - 1;
+        }
+        const size_t at = lowerBound(key);
+        if (!holds(at, key)) {
+            ivKeys.insert(ivKeys.begin() + at, key);
+            ivValues.insert(ivValues.begin() + at, V());
+        }
+        return at;
+    }
+    V &operator[](uint64_t key) { return ivValues[entryAt(key)]; }
+    bool operator==(const KVORADIFNodeMap &other) const
+    {
+        return ivKeys == other.ivKeys && ivValues == other.ivValues;
+    }
+
+    // Folds `count` entries into the map, as if `op(map[key], value)` ran
+    // for each in the source's order; `keyAt(j)` and `valueAt(j)` give entry
+    // j, from 0. One walk over both, the map's new arrays sized exactly.
+    template <class KeyAt, class ValueAt, class Op>
+    void fold(size_t count, KeyAt keyAt, ValueAt valueAt, Op op)
+    {
+        std::vector<size_t> order;
+        bool ascending = true;
+        for (size_t j = 1; j < count && ascending; ++j) ascending = !(keyAt(j) < keyAt(j - 1));
+        if (!ascending) {
+            order.resize(count);
+            for (size_t j = 0; j < count; ++j) order[j] = j;
+            std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) { return keyAt(a) < keyAt(b); });
+        }
+        auto at = [&](size_t j) { return ascending ? j : order[j]; };
+        // First the size of the union, then the walk that fills it.
+        size_t total = 0;
+        for (size_t i = 0, j = 0; i < ivKeys.size() || j < count; ++total) {
+            if (j == count || (i < ivKeys.size() && ivKeys[i] < keyAt(at(j)))) {
+                ++i;
+                continue;
+            }
+            const uint64_t key = keyAt(at(j));
+            if (i < ivKeys.size() && ivKeys[i] == key) ++i;
+            while (j < count && keyAt(at(j)) == key) ++j;
+        }
+        std::vector<uint64_t> keys;
+        std::vector<V> values;
+        keys.reserve(total);
+        values.reserve(total);
+        for (size_t i = 0, j = 0; i < ivKeys.size() || j < count;) {
+            if (j == count || (i < ivKeys.size() && ivKeys[i] < keyAt(at(j)))) {
+                keys.push_back(ivKeys[i]);
+                values.push_back(ivValues[i]);
+                ++i;
+                continue;
+            }
+            const uint64_t key = keyAt(at(j));
+            V sum = V();
+            if (i < ivKeys.size() && ivKeys[i] == key) sum = ivValues[i++];
+            for (; j < count && keyAt(at(j)) == key; ++j) op(sum, valueAt(at(j)));
+            keys.push_back(key);
+            values.push_back(sum);
+        }
+        ivKeys.swap(keys);
+        ivValues.swap(values);
+    }
+    // The same from a pair of one-based arrays, values and node numbers.
+    template <class Op>
+    void fold(const KVORAXaRay<V, 1> &values, const KVORAXaRay<uint64_t, 1> &samples, Op op)
+    {
+        const int32_t n = values.getSize() < samples.getSize() ? values.getSize() : samples.getSize();
+        fold(static_cast<size_t>(n), [&](size_t j) { return samples[static_cast<int32_t>(j) + 1]; },
+             [&](size_t j) { return values[static_cast<int32_t>(j) + 1]; }, op);
+    }
+    // map[key] = value for every pair of the arrays: the last of a node wins.
+    void assign(const KVORAXaRay<V, 1> &values, const KVORAXaRay<uint64_t, 1> &samples)
+    {
+        fold(values, samples, [](V &entry, const V &value) { entry = value; });
+    }
+    // The map's entries as the two arrays, each value times `factor` when
+    // one is given; the arrays are emptied first.
+    void toArrays(KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples, KVORA_ENV env) const
+    {
+        resizeArrays(values, samples, env);
+        for (size_t i = 0; i < ivKeys.size(); ++i) {
+            samples[static_cast<int32_t>(i) + 1] = ivKeys[i];
+            values[static_cast<int32_t>(i) + 1] = ivValues[i];
+        }
+    }
+    void toArraysScaled(double factor, KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples,
+                        KVORA_ENV env) const
+    {
+        resizeArrays(values, samples, env);
+        for (size_t i = 0; i < ivKeys.size(); ++i) {
+            samples[static_cast<int32_t>(i) + 1] = ivKeys[i];
+            values[static_cast<int32_t>(i) + 1] = ivValues[i] * factor;
+        }
+    }
+
+private:
+    void resizeArrays(KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples, KVORA_ENV env) const
+    {
+        values.setSize(0, env);
+        samples.setSize(0, env);
+        values.setSize(static_cast<int32_t>(ivKeys.size()), env);
+        samples.setSize(static_cast<int32_t>(ivKeys.size()), env);
+    }
+    std::vector<uint64_t> ivKeys;
+    std::vector<V> ivValues;
+};
+
+template <class V>
+std::ostream &operator<<(std::ostream &out, const KVORADIFNodeMap<V> &map)
+{
+    out << "{";
+    for (size_t i = 0; i < map.size(); ++i) out << (i == 0 ? "" : ", ") << map.key(i) << ": " << map.value(i);
+    return out << "}";
+}
+
+// A pass's sums keyed by node as records bring them, in any order: an
+// open-addressed table of 16-byte slots, so that a record's sum costs one
+// probe into flat memory and no allocation. Any 64-bit key is allowed (a
+// callee such as 0.5 makes 0, -1.0 makes the all-ones key that marks a free
+// slot, kept aside). The capacity is kept from pass to pass unless released;
+// the sums leave in key order.
+template <class V>
+class KVORADIFNodeTable {
+public:
+    V &operator[](uint64_t key)
+    {
+        if (key == kFree) {
+            if (!ivHasFreeKey) {
+                ivHasFreeKey = true;
+                ivFreeKeyValue = V();
+            }
+            return ivFreeKeyValue;
+        }
+        if ((ivCount + 1) * 2 > ivSlots.size()) grow();
+        size_t at = slotOf(key);
+        for (;;) {
+            Slot &slot = ivSlots[at];
+            if (slot.key == key) return slot.value;
+            if (slot.key == kFree) {
+                slot.key = key;
+                slot.value = V();
+                ++ivCount;
+                return slot.value;
+            }
+            at = (at + 1) & (ivSlots.size() - 1);
+        }
+    }
+    bool empty() const { return ivCount == 0 && !ivHasFreeKey; }
+    void clear()
+    {
+        if (ivCount != 0)
+            for (Slot &slot : ivSlots) slot.key = kFree;
+        ivCount = 0;
+        ivHasFreeKey = false;
+    }
+    // Empties the table and gives its memory back.
+    void release()
+    {
+        std::vector<Slot>().swap(ivSlots);
+        ivCount = 0;
+        ivHasFreeKey = false;
+    }
+    // The sums folded into `map` by `op`, in ascending key order; the table
+    // is left empty.
+    template <class Op>
+    void foldInto(KVORADIFNodeMap<V> &map, Op op)
+    {
+        std::vector<Slot> entries;
+        entries.reserve(ivCount + (ivHasFreeKey ? 1 : 0));
+        if (ivCount != 0)
+            for (const Slot &slot : ivSlots)
+                if (slot.key != kFree) entries.push_back(slot);
+        if (ivHasFreeKey) entries.push_back(Slot{kFree, ivFreeKeyValue});
+        clear();
+        std::sort(entries.begin(), entries.end(), [](const Slot &a, const Slot &b) { return a.key < b.key; });
+        map.fold(
+            entries.size(), [&](size_t j) { return entries[j].key; }, [&](size_t j) { return entries[j].value; }, op);
+    }
+
+private:
+    static const uint64_t kFree = ~0ull;
+    struct Slot {
+        uint64_t key;
+        V value;
+    };
+    size_t slotOf(uint64_t key) const { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> ivShift); }
+    void grow()
+    {
+        std::vector<Slot> old;
+        old.swap(ivSlots);
+        const size_t size = old.empty() ? 1024 : old.size() * 2;
+        ivSlots.assign(size, Slot{kFree, V()});
+        ivShift = 64;
+        for (size_t n = size; n > 1; n >>= 1) --ivShift;
+        ivCount = 0;
+        for (const Slot &slot : old)
+            if (slot.key != kFree) (*this)[slot.key] = slot.value;
+    }
+    std::vector<Slot> ivSlots;
+    size_t ivCount = 0;
+    int ivShift = 64;
+    bool ivHasFreeKey = false;
+    V ivFreeKeyValue = V();
+};
+
 class KVORADIFData : public KVORASimpleAlgorithmAbstractData {
     KVORA_OBJECT_DECL(KVORADIFData)
 public:
     // ivState: the computation phase.
     enum { ComputeNormalizer = 0, ComputeWeightedInOutDeg = 1, DiffusionIterationModel1 = 2 };
 
-    typedef std::map<uint64_t, int32_t> IntMap;
-    typedef std::map<uint64_t, double> RealMap;
+    typedef KVORADIFNodeMap<int32_t> IntMap;
+    typedef KVORADIFNodeMap<double> RealMap;
 
     KVORADIFData();
     ~KVORADIFData() override;
@@ -79,11 +326,12 @@ public:
     // Checks the row structure; answers ivMatState as it was on entry.
     int32_t checkMatStateValidity(const KVORAXaRay<double, 1> &dataVec, uint64_t sampleNumber, KVORA_ENV env);
     int32_t sampleTraceEvent(int32_t level);
-    // update adds the callee side of a record (in-degree, weighted in-degree,
-    // arriving energy) into a hash table, the one lookup of a record at a
-    // random place; this moves those sums into the ordered map of the present
-    // phase. finishIteration calls it first. The sums are the same either
-    // way: each node's additions keep the order of the records.
+    // update adds a record's sums into hash tables, keyed by callee and (once
+    // per row) by caller; this folds them, in ascending node order, into the
+    // maps of the present phase, and in a diffusion pass enters the callers
+    // that had no fresh energy into the fresh map with 0. finishIteration
+    // calls it first. The sums are the same either way: each node's
+    // additions keep the order of the records.
     void gatherCalleeSums();
 
     // ---- results and messages ----
@@ -143,98 +391,32 @@ public:
     int64_t ivSampleTraceEventsCounter;
 
 private:
-    // A pass's per-callee sums: one open-addressed table of key, value and
-    // use flag, so that a record's sum costs one probe into flat memory and
-    // no allocation. Any 64-bit key is allowed (a callee such as 0.5 makes 0).
-    // The capacity is kept from pass to pass; the sums leave in key order.
-    template <class V>
-    class NodeSums {
-    public:
-        V &operator[](uint64_t key)
-        {
-            if ((ivCount + 1) * 2 > ivSlots.size()) grow();
-            size_t at = slotOf(key);
-            for (;;) {
-                Slot &slot = ivSlots[at];
-                if (!slot.used) {
-                    slot.used = true;
-                    slot.key = key;
-                    slot.value = V();
-                    ++ivCount;
-                    return slot.value;
-                }
-                if (slot.key == key) return slot.value;
-                at = (at + 1) & (ivSlots.size() - 1);
-            }
-        }
-        bool empty() const { return ivCount == 0; }
-        void clear()
-        {
-            if (ivCount == 0) return;
-            for (Slot &slot : ivSlots) slot.used = false;
-            ivCount = 0;
-        }
-        // The sums in ascending key order; the table is left empty.
-        void takeSorted(std::vector<std::pair<uint64_t, V>> &entries)
-        {
-            entries.clear();
-            entries.reserve(ivCount);
-            for (const Slot &slot : ivSlots)
-                if (slot.used) entries.emplace_back(slot.key, slot.value);
-            clear();
-            std::sort(entries.begin(), entries.end(),
-                      [](const std::pair<uint64_t, V> &a, const std::pair<uint64_t, V> &b) { return a.first < b.first; });
-        }
-
-    private:
-        struct Slot {
-            uint64_t key = 0;
-            V value = V();
-            bool used = false;
-        };
-        size_t slotOf(uint64_t key) const
-        {
-            return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> ivShift);
-        }
-        void grow()
-        {
-            std::vector<Slot> old;
-            old.swap(ivSlots);
-            const size_t size = old.empty() ? 1024 : old.size() * 2;
-            ivSlots.assign(size, Slot());
-            ivShift = 64;
-            for (size_t n = size; n > 1; n >>= 1) --ivShift;
-            ivCount = 0;
-            for (const Slot &slot : old)
-                if (slot.used) (*this)[slot.key] = slot.value;
-        }
-        std::vector<Slot> ivSlots;
-        size_t ivCount = 0;
-        int ivShift = 64;
-    };
-    NodeSums<int32_t> ivCalleeIntSums;
-    NodeSums<double> ivCalleeRealSums;
-    // Where the last caller's entry stands in a map that is full when the
-    // pass begins: callers come in ascending order, so the next caller's
-    // entry is a few steps on, not a search from the root. Valid within one
-    // pass only; initIteration, finishIteration and merge drop them.
-    struct RowCursor {
-        RealMap::iterator pos;
-        bool started = false;
-        uint64_t last = 0;
-    };
-    RowCursor ivRowSumCursor;
-    RowCursor ivFreshCursor;
-    static double &rowEntry(RealMap &map, RowCursor &cursor, uint64_t key);
-    void dropRowCursors();
-    // Map entries of the open row's caller: the caller is the same for every
-    // record of a row, so its entries are looked up once per row. Map nodes
-    // never move, and every pass starts with a header, which resets them.
+    // The sums of a pass as records bring them: by callee (in-degree,
+    // weighted in-degree, arriving energy) and by caller (row sum, out-degree
+    // and weighted out-degree), the caller's looked up once per row.
+    KVORADIFNodeTable<int32_t> ivCalleeIntSums;
+    KVORADIFNodeTable<double> ivCalleeRealSums;
+    KVORADIFNodeTable<int32_t> ivCallerIntSums;
+    KVORADIFNodeTable<double> ivCallerRealSums;
+    // Entries of the open row's caller, looked up at its first record: the
+    // caller is the same for every record of a row. Every row starts with a
+    // header, which resets them.
     double *ivRowCallerSum;
     int32_t *ivRowCallerOut;
-    int32_t *ivRowCallerWeightedOut;
-    double *ivRowCallerFresh;
+    bool ivRowCallerKnown;
+    double ivRowCallerRowSum;
+    double ivRowCallerFresh;
+    // In a diffusion pass: where the last row's caller stands in the row
+    // sum map and the fresh map (callers mostly come in ascending order, so
+    // the next is searched from there), and which callers a row entered into
+    // the fresh map with 0, by their place in the row sum map.
+    size_t ivRowSumAt;
+    size_t ivFreshAt;
+    std::vector<uint8_t> ivCallerEnteredFresh;
+    size_t ivCallersEnteredFresh;
     void resetRowCache();
+    void dropRowCursors();
+    void findRowCaller(uint64_t caller);
     void traceRecord(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay<double, 1> &targetVec,
                      uint64_t sampleNumber) const;
     void rowError(int32_t code, const char *text, const KVORAXaRay<double, 1> &dataVec, uint64_t caller);

@@ -14,94 +14,56 @@
 
 namespace {
 
-// The entry of a key, created with 0 if missing, like map[key], but keys met
-// in ascending order (as the arrays hold them) cost a step along the map, not
-// a search from its root. The first key, and a key below the last one, are
-// searched for, so any order gives the same entries.
-template <class V>
-class MapCursor {
-public:
-    explicit MapCursor(std::map<uint64_t, V> &map) : ivMap(map), ivPos(map.begin()) {}
-    V &operator[](uint64_t key)
-    {
-        if (!ivStarted || key < ivLast) {
-            ivPos = ivMap.lower_bound(key);
-        } else {
-            const auto end = ivMap.end();
-            while (ivPos != end && ivPos->first < key) ++ivPos;
-        }
-        if (ivPos == ivMap.end() || ivPos->first != key) ivPos = ivMap.emplace_hint(ivPos, key, V());
-        ivStarted = true;
-        ivLast = key;
-        return ivPos->second;
-    }
-
-private:
-    std::map<uint64_t, V> &ivMap;
-    typename std::map<uint64_t, V>::iterator ivPos;
-    bool ivStarted = false;
-    uint64_t ivLast = 0;
-};
-
-template <class V>
-void arraysToMap(std::map<uint64_t, V> &map, const KVORAXaRay<V, 1> &values, const KVORAXaRay<uint64_t, 1> &samples)
-{
-    const int32_t n = values.getSize() < samples.getSize() ? values.getSize() : samples.getSize();
-    MapCursor<V> at(map);
-    for (int32_t i = 1; i <= n; ++i) at[samples[i]] = values[i];
-}
-
-template <class V>
-void mapToArrays(const std::map<uint64_t, V> &map, KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples,
-                 KVORA_ENV env)
-{
-    values.setSize(0, env);
-    samples.setSize(0, env);
-    const int32_t n = static_cast<int32_t>(map.size());
-    values.setSize(n, env);
-    samples.setSize(n, env);
-    int32_t i = 1;
-    for (const auto &entry : map) {
-        samples[i] = entry.first;
-        values[i] = entry.second;
-        ++i;
-    }
-}
-
-void mapToArraysScaled(const std::map<uint64_t, double> &map, double factor, KVORAXaRay<double, 1> &values,
-                       KVORAXaRay<uint64_t, 1> &samples, KVORA_ENV env)
-{
-    values.setSize(0, env);
-    samples.setSize(0, env);
-    const int32_t n = static_cast<int32_t>(map.size());
-    values.setSize(n, env);
-    samples.setSize(n, env);
-    int32_t i = 1;
-    for (const auto &entry : map) {
-        samples[i] = entry.first;
-        values[i] = entry.second * factor;
-        ++i;
-    }
-}
-
+inline void assignTo(double &entry, double value) { entry = value; }
 inline void addInto(double &sum, double value) { sum = sum + value; }
 inline void addInto(int32_t &sum, int32_t value)
 {
     sum = static_cast<int32_t>(static_cast<uint32_t>(sum) + static_cast<uint32_t>(value));
 }
+inline void subtractFrom(double &sum, double value) { sum = sum - value; }
 
 // One sum of a merge: this object's arrays into the map by assignment, the
 // other's added entry by entry, and the map back into this object's arrays.
+// Both folds are linear merges of sorted arrays.
 template <class V>
-void mergeSum(std::map<uint64_t, V> &map, KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples,
+void mergeSum(KVORADIFNodeMap<V> &map, KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples,
               const KVORAXaRay<V, 1> &otherValues, const KVORAXaRay<uint64_t, 1> &otherSamples, KVORA_ENV env)
 {
     map.clear();
-    arraysToMap(map, values, samples);
-    const int32_t n = otherValues.getSize() < otherSamples.getSize() ? otherValues.getSize() : otherSamples.getSize();
-    MapCursor<V> at(map);
-    for (int32_t i = 1; i <= n; ++i) addInto(at[otherSamples[i]], otherValues[i]);
-    mapToArrays(map, values, samples, env);
+    map.assign(values, samples);
+    map.fold(otherValues, otherSamples, [](V &sum, const V &value) { addInto(sum, value); });
+    map.toArrays(values, samples, env);
+}
+
+// A map rebuilt from its arrays, which are emptied.
+template <class V>
+void arraysToMap(KVORADIFNodeMap<V> &map, KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples,
+                 KVORA_ENV env)
+{
+    map.clear();
+    map.assign(values, samples);
+    values.reset(env);
+    samples.reset(env);
+}
+
+// totals[node] = totals[node] - passed[node] * coefficient for each node of
+// `outDegrees` whose degree is above 0, in ascending order; a node missing
+// from either map counts as 0 there and stands in the totals afterwards.
+void subtractPassedOn(KVORADIFNodeMap<double> &totals, const KVORADIFNodeMap<int32_t> &outDegrees,
+                      const KVORADIFNodeMap<double> &passed, double coefficient)
+{
+    std::vector<uint64_t> keys;
+    std::vector<double> amounts;
+    size_t p = 0;
+    for (size_t i = 0; i < outDegrees.size(); ++i) {
+        if (outDegrees.value(i) <= 0) continue;
+        const uint64_t node = outDegrees.key(i);
+        p = passed.lowerBound(node, p);
+        keys.push_back(node);
+        amounts.push_back((passed.holds(p, node) ? passed.value(p) : 0.0) * coefficient);
+    }
+    totals.fold(
+        keys.size(), [&](size_t j) { return keys[j]; }, [&](size_t j) { return amounts[j]; }, subtractFrom);
 }
 
 }  // namespace
@@ -111,6 +73,8 @@ void KVORADIFData::initIteration(KVORA_ENV env)
     traceEvent(20, "Entering initIteration", 1, env);
     ivCalleeIntSums.clear();
     ivCalleeRealSums.clear();
+    ivCallerIntSums.clear();
+    ivCallerRealSums.clear();
     ivMatState = 0;
     ivCurrentCaller = 0;
     ivRowsCounter = 0;
@@ -136,18 +100,21 @@ void KVORADIFData::initIteration(KVORA_ENV env)
             ivWeightedInDegreeSamples.reset(env);
             ivWeightedOutDegree.reset(env);
             ivWeightedOutDegreeSamples.reset(env);
-            arraysToMap(ivNum2RowSumMap, ivRowSum, ivRowSumSamples);
+            // Entered over what a merge may have left: the same entries.
+            ivNum2RowSumMap.assign(ivRowSum, ivRowSumSamples);
             ivRowSum.reset(env);
             ivRowSumSamples.reset(env);
         }
         ++ivModel1NumIterations;
         ivModel1Num2FreshEnergyMap.clear();
         ivModel1Num2MultResMap.clear();
-        arraysToMap(ivModel1Num2FreshEnergyMap, ivModel1FreshEnergies, ivModel1FreshEnergiesSamples);
+        ivModel1Num2FreshEnergyMap.assign(ivModel1FreshEnergies, ivModel1FreshEnergiesSamples);
         ivModel1FreshEnergiesSamplesOld.copyFrom(ivModel1FreshEnergiesSamples, env);
         ivModel1FreshEnergiesOld.copyFrom(ivModel1FreshEnergies, env);
         ivModel1FreshEnergies.reset(env);
         ivModel1FreshEnergiesSamples.reset(env);
+        ivCallerEnteredFresh.assign(ivNum2RowSumMap.size(), 0);
+        ivCallersEnteredFresh = 0;
         break;
     default:
         KVORA_NOT_IMPLEMENTED();
@@ -162,25 +129,29 @@ void KVORADIFData::finishIteration(KVORA_ENV env)
     dropRowCursors();
     switch (ivState) {
     case ComputeNormalizer:
-        mapToArrays(ivNum2RowSumMap, ivRowSum, ivRowSumSamples, env);
-        mapToArrays(ivNum2InDegreeMap, ivInDegree, ivInDegreeSamples, env);
-        mapToArrays(ivNum2OutDegreeMap, ivOutDegree, ivOutDegreeSamples, env);
+        ivNum2RowSumMap.toArrays(ivRowSum, ivRowSumSamples, env);
+        ivNum2InDegreeMap.toArrays(ivInDegree, ivInDegreeSamples, env);
+        ivNum2OutDegreeMap.toArrays(ivOutDegree, ivOutDegreeSamples, env);
         ivNum2RowSumMap.clear();
         ivNum2InDegreeMap.clear();
         ivNum2OutDegreeMap.clear();
         progressReport("Finished an iteration of computing normalizer", "finishIteration", env);
         break;
     case ComputeWeightedInOutDeg:
-        mapToArrays(ivNum2WeightedInDegreeMap, ivWeightedInDegree, ivWeightedInDegreeSamples, env);
-        mapToArrays(ivNum2WeightedOutDegreeMap, ivWeightedOutDegree, ivWeightedOutDegreeSamples, env);
+        ivNum2WeightedInDegreeMap.toArrays(ivWeightedInDegree, ivWeightedInDegreeSamples, env);
+        ivNum2WeightedOutDegreeMap.toArrays(ivWeightedOutDegree, ivWeightedOutDegreeSamples, env);
         ivNum2WeightedInDegreeMap.clear();
         ivNum2WeightedOutDegreeMap.clear();
+        // The degree passes are over: their tables' memory goes back.
+        ivCalleeIntSums.release();
+        ivCallerIntSums.release();
+        ivCallerRealSums.release();
         progressReport("Finished an iteration of computing weighted in/out degree", "finishIteration", env);
         break;
     case DiffusionIterationModel1:
         // The one place where the coefficient is applied to what arrives.
-        mapToArraysScaled(ivModel1Num2MultResMap, ivSpreadCoefficient, ivModel1FreshEnergies,
-                          ivModel1FreshEnergiesSamples, env);
+        ivModel1Num2MultResMap.toArraysScaled(ivSpreadCoefficient, ivModel1FreshEnergies,
+                                              ivModel1FreshEnergiesSamples, env);
         ivModel1Num2TotalEnergyMap.clear();
         ivModel1Num2FreshEnergyMap.clear();
         ivModel1Num2MultResMap.clear();
@@ -231,78 +202,35 @@ int32_t KVORADIFData::endDataScan(KVORA_ENV env)
     switch (ivState) {
     case ComputeNormalizer:
         ivState = ComputeWeightedInOutDeg;
-        ivNum2OutDegreeMap.clear();
-        arraysToMap(ivNum2OutDegreeMap, ivOutDegree, ivOutDegreeSamples);
-        ivOutDegree.reset(env);
-        ivOutDegreeSamples.reset(env);
-        ivNum2InDegreeMap.clear();
-        arraysToMap(ivNum2InDegreeMap, ivInDegree, ivInDegreeSamples);
-        ivInDegree.reset(env);
-        ivInDegreeSamples.reset(env);
+        arraysToMap(ivNum2OutDegreeMap, ivOutDegree, ivOutDegreeSamples, env);
+        arraysToMap(ivNum2InDegreeMap, ivInDegree, ivInDegreeSamples, env);
         progressReport("Finished computing normalizer", "endDataScan", env);
         break;
     case ComputeWeightedInOutDeg:
         ivState = DiffusionIterationModel1;
-        ivNum2WeightedOutDegreeMap.clear();
-        arraysToMap(ivNum2WeightedOutDegreeMap, ivWeightedOutDegree, ivWeightedOutDegreeSamples);
-        ivWeightedOutDegree.reset(env);
-        ivWeightedOutDegreeSamples.reset(env);
-        ivNum2WeightedInDegreeMap.clear();
-        arraysToMap(ivNum2WeightedInDegreeMap, ivWeightedInDegree, ivWeightedInDegreeSamples);
-        ivWeightedInDegree.reset(env);
-        ivWeightedInDegreeSamples.reset(env);
+        arraysToMap(ivNum2WeightedOutDegreeMap, ivWeightedOutDegree, ivWeightedOutDegreeSamples, env);
+        arraysToMap(ivNum2WeightedInDegreeMap, ivWeightedInDegree, ivWeightedInDegreeSamples, env);
         progressReport("Finished computing weighted in/out degree", "endDataScan", env);
         break;
     case DiffusionIterationModel1: {
         RealMap &totals = ivModel1Num2TotalEnergyMap;
         RealMap temporary;
         totals.clear();
-        double largest = 0.0;
-        {
-            MapCursor<double> at(totals);
-            for (int32_t i = 1; i <= ivModel1TotalEnergiesOld.getSize(); ++i)
-                at[ivModel1TotalEnergiesSamplesOld[i]] = ivModel1TotalEnergiesOld[i];
-        }
-        {
-            MapCursor<double> at(totals);
-            for (int32_t i = 1; i <= ivModel1FreshEnergies.getSize(); ++i) {
-                double &total = at[ivModel1FreshEnergiesSamples[i]];
-                total = total + ivModel1FreshEnergies[i];
-            }
-        }
-        {
-            MapCursor<double> at(temporary);
-            for (int32_t i = 1; i <= ivModel1FreshEnergiesOld.getSize(); ++i)
-                at[ivModel1FreshEnergiesSamplesOld[i]] = ivModel1FreshEnergiesOld[i];
-        }
-        {
-            // A node that passes energy on keeps only what it did not pass.
-            MapCursor<double> passed(temporary);
-            MapCursor<double> at(totals);
-            for (const auto &entry : ivNum2OutDegreeMap) {
-                if (entry.second <= 0) continue;
-                const double passedOn = passed[entry.first] * ivSpreadCoefficient;
-                double &total = at[entry.first];
-                total = total - passedOn;
-            }
-        }
-        mapToArrays(totals, ivModel1TotalEnergies, ivModel1TotalEnergiesSamples, env);
+        totals.assign(ivModel1TotalEnergiesOld, ivModel1TotalEnergiesSamplesOld);
+        totals.fold(ivModel1FreshEnergies, ivModel1FreshEnergiesSamples, [](double &sum, double value) {
+            addInto(sum, value);
+        });
+        // A node that passes energy on keeps only what it did not pass.
+        temporary.assign(ivModel1FreshEnergiesOld, ivModel1FreshEnergiesSamplesOld);
+        subtractPassedOn(totals, ivNum2OutDegreeMap, temporary, ivSpreadCoefficient);
+        totals.toArrays(ivModel1TotalEnergies, ivModel1TotalEnergiesSamples, env);
         totals.clear();
         temporary.clear();
-        {
-            MapCursor<double> at(temporary);
-            for (int32_t i = 1; i <= ivModel1TotalEnergies.getSize(); ++i)
-                at[ivModel1TotalEnergiesSamples[i]] = ivModel1TotalEnergies[i];
-        }
-        {
-            MapCursor<double> at(temporary);
-            for (int32_t i = 1; i <= ivModel1TotalEnergiesOld.getSize(); ++i) {
-                double &change = at[ivModel1TotalEnergiesSamplesOld[i]];
-                change = change - ivModel1TotalEnergiesOld[i];
-            }
-        }
-        for (const auto &entry : temporary) {
-            const double size = std::fabs(entry.second);
+        temporary.assign(ivModel1TotalEnergies, ivModel1TotalEnergiesSamples);
+        temporary.fold(ivModel1TotalEnergiesOld, ivModel1TotalEnergiesSamplesOld, subtractFrom);
+        double largest = 0.0;
+        for (size_t i = 0; i < temporary.size(); ++i) {
+            const double size = std::fabs(temporary.value(i));
             if (size > largest) largest = size;
         }
         ivDiffVal = largest;

@@ -4,7 +4,6 @@
 // stream's default form (six significant digits), which the file's readers
 // expect.
 #include <fstream>
-#include <map>
 
 #include "control/kvora_XML_tag.h"
 #include "nelo-common/kvora_reports.h"
@@ -22,6 +21,45 @@ struct NodeRecord {
     int32_t weightedOutDegree = 0;
 };
 
+// The union of the energies and the degree maps, node by node: a node holds
+// energy 0.0 and zero degrees except where a map has it.
+class NodeWalk {
+public:
+    NodeWalk(const KVORADIFData::RealMap &energies, const KVORADIFData::IntMap &in, const KVORADIFData::IntMap &out,
+             const KVORADIFData::IntMap &weightedIn, const KVORADIFData::IntMap &weightedOut)
+        : ivEnergies(energies), ivDegrees{&in, &out, &weightedIn, &weightedOut}
+    {
+    }
+    bool next(uint64_t &node, NodeRecord &record)
+    {
+        bool any = false;
+        if (ivEnergyAt < ivEnergies.size()) {
+            node = ivEnergies.key(ivEnergyAt);
+            any = true;
+        }
+        for (int k = 0; k < 4; ++k) {
+            if (ivAt[k] >= ivDegrees[k]->size()) continue;
+            const uint64_t key = ivDegrees[k]->key(ivAt[k]);
+            if (!any || key < node) node = key;
+            any = true;
+        }
+        if (!any) return false;
+        record = NodeRecord();
+        if (ivEnergies.holds(ivEnergyAt, node)) record.energy = ivEnergies.value(ivEnergyAt++);
+        int32_t *fields[4] = {&record.inDegree, &record.outDegree, &record.weightedInDegree,
+                              &record.weightedOutDegree};
+        for (int k = 0; k < 4; ++k)
+            if (ivDegrees[k]->holds(ivAt[k], node)) *fields[k] = ivDegrees[k]->value(ivAt[k]++);
+        return true;
+    }
+
+private:
+    const KVORADIFData::RealMap &ivEnergies;
+    const KVORADIFData::IntMap *ivDegrees[4];
+    size_t ivEnergyAt = 0;
+    size_t ivAt[4] = {0, 0, 0, 0};
+};
+
 }  // namespace
 
 void KVORADIFData::writeDataOutputFile(KVORA_ENV env)
@@ -34,30 +72,26 @@ void KVORADIFData::writeDataOutputFile(KVORA_ENV env)
                     env, 1);
     std::ofstream &out = file.stream();
 
-    std::map<uint64_t, NodeRecord> records;
-    for (int32_t i = 1; i <= ivModel1TotalEnergies.getSize(); ++i) {
-        NodeRecord record;
-        record.energy = ivModel1TotalEnergies[i];
-        records[ivModel1TotalEnergiesSamples[i]] = record;
-    }
-    for (const auto &entry : ivNum2InDegreeMap) records[entry.first].inDegree = entry.second;
-    for (const auto &entry : ivNum2OutDegreeMap) records[entry.first].outDegree = entry.second;
-    for (const auto &entry : ivNum2WeightedInDegreeMap) records[entry.first].weightedInDegree = entry.second;
-    for (const auto &entry : ivNum2WeightedOutDegreeMap) records[entry.first].weightedOutDegree = entry.second;
+    // The records walk the energies and the four degree maps side by side,
+    // all in ascending node order, so no map of records is built.
+    RealMap energies;
+    energies.assign(ivModel1TotalEnergies, ivModel1TotalEnergiesSamples);
+    NodeWalk walk(energies, ivNum2InDegreeMap, ivNum2OutDegreeMap, ivNum2WeightedInDegreeMap,
+                  ivNum2WeightedOutDegreeMap);
+    uint64_t node = 0;
+    NodeRecord r;
 
     if (ivOutputFormat == 1) {
         out << "Number,DA_DiffusedEnergy,InDegree,OutDegree,WeightedInDegree,WeightedOutDegree\n";
-        for (const auto &entry : records) {
-            const NodeRecord &r = entry.second;
-            out << entry.first << ',' << r.energy << ',' << r.inDegree << ',' << r.outDegree << ','
+        while (walk.next(node, r)) {
+            out << node << ',' << r.energy << ',' << r.inDegree << ',' << r.outDegree << ','
                 << r.weightedInDegree << ',' << r.weightedOutDegree << '\n';
         }
     } else if (ivOutputFormat == 0) {
         const std::string p(ivTagPrefix.c_str());
-        for (const auto &entry : records) {
-            const NodeRecord &r = entry.second;
+        while (walk.next(node, r)) {
             out << "<" << p << "Node>\n";
-            out << "<" << p << "Number>" << entry.first << "</" << p << "Number>\n";
+            out << "<" << p << "Number>" << node << "</" << p << "Number>\n";
             out << "<" << p << "DA_DiffusedEnergy>" << r.energy << "</" << p << "DA_DiffusedEnergy>\n";
             out << "<" << p << "In degree>" << r.inDegree << "</" << p << "In degree>\n";
             out << "<" << p << "Out degree>" << r.outDegree << "</" << p << "Out degree>\n";

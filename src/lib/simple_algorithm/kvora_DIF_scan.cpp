@@ -1,14 +1,13 @@
 // The diffusion object's row scan: every record is checked against the row
 // structure (header, callees, footer), then adds to the sums of the present
-// phase. This runs once per record per pass, so the caller's map entries are
-// looked up once per row and nothing is allocated but new map entries.
+// phase. This runs once per record per pass: a record's callee costs one
+// probe of a flat hash table, the caller's entries are looked up once per
+// row, and nothing is allocated but a table's growth to a new node count.
 #include "simple_algorithm/kvora_DIF.h"
 
 #include <cfloat>
 #include <algorithm>
 #include <cstdio>
-#include <iterator>
-#include <map>
 #include <vector>
 #include <iostream>
 #include <sstream>
@@ -34,39 +33,48 @@ inline int32_t truncate32(double value)
 
 const double footerWeight = static_cast<double>(7788);
 
-// map[key] for a map that the pass fills in ascending key order: the entry
-// goes after the last one without a search. Any other key is searched for.
-template <class V>
-V &ascendingEntry(std::map<uint64_t, V> &map, uint64_t key)
-{
-    if (!map.empty()) {
-        const auto last = std::prev(map.end());
-        if (last->first == key) return last->second;
-        if (last->first < key) return map.emplace_hint(map.end(), key, V())->second;
-    }
-    return map[key];
-}
-
 }  // namespace
-
-double &KVORADIFData::rowEntry(RealMap &map, RowCursor &cursor, uint64_t key)
-{
-    if (!cursor.started || key < cursor.last) {
-        cursor.pos = map.lower_bound(key);
-    } else {
-        const auto end = map.end();
-        while (cursor.pos != end && cursor.pos->first < key) ++cursor.pos;
-    }
-    if (cursor.pos == map.end() || cursor.pos->first != key) cursor.pos = map.emplace_hint(cursor.pos, key, 0.0);
-    cursor.started = true;
-    cursor.last = key;
-    return cursor.pos->second;
-}
 
 void KVORADIFData::dropRowCursors()
 {
-    ivRowSumCursor.started = false;
-    ivFreshCursor.started = false;
+    ivRowSumAt = 0;
+    ivFreshAt = 0;
+}
+
+// The open row's row sum and fresh energy in a diffusion pass. A caller
+// above the last is searched from the last one on; a caller missing from a
+// map stands in it with 0 from here on, as a map entry read would leave it.
+void KVORADIFData::findRowCaller(uint64_t caller)
+{
+    RealMap &rowSums = ivNum2RowSumMap;
+    if (ivCallerEnteredFresh.size() != rowSums.size()) {
+        ivCallerEnteredFresh.assign(rowSums.size(), 0);
+        ivCallersEnteredFresh = 0;
+    }
+    size_t at = ivRowSumAt < rowSums.size() && rowSums.key(ivRowSumAt) < caller
+                    ? rowSums.lowerBound(caller, ivRowSumAt)
+                    : rowSums.lowerBound(caller);
+    if (!rowSums.holds(at, caller)) {
+        at = rowSums.entryAt(caller);
+        ivCallerEnteredFresh.insert(ivCallerEnteredFresh.begin() + static_cast<std::ptrdiff_t>(at), 0);
+    }
+    ivRowSumAt = at;
+    ivRowCallerRowSum = rowSums.value(at);
+
+    const RealMap &fresh = ivModel1Num2FreshEnergyMap;
+    const size_t freshAt = ivFreshAt < fresh.size() && fresh.key(ivFreshAt) < caller ? fresh.lowerBound(caller, ivFreshAt)
+                                                                                     : fresh.lowerBound(caller);
+    ivFreshAt = freshAt;
+    if (fresh.holds(freshAt, caller)) {
+        ivRowCallerFresh = fresh.value(freshAt);
+    } else {
+        ivRowCallerFresh = 0.0;
+        if (ivCallerEnteredFresh[at] == 0) {
+            ivCallerEnteredFresh[at] = 1;
+            ++ivCallersEnteredFresh;
+        }
+    }
+    ivRowCallerKnown = true;
 }
 
 void KVORADIFData::rowError(int32_t code, const char *text, const KVORAXaRay<double, 1> &dataVec, uint64_t caller)
@@ -165,7 +173,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
     switch (ivState) {
     case ComputeNormalizer:
         if (wasInRow == 0) {
-            double &sum = ascendingEntry(ivNum2RowSumMap, lineNumber);
+            double &sum = ivCallerRealSums[lineNumber];
             sum = 0.0;  // a row seen twice restarts its sum
             ivRowCallerSum = &sum;
         } else if (isData) {
@@ -173,7 +181,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             *ivRowCallerSum += weight;
             int32_t &in = ivCalleeIntSums[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + 1u);
-            if (ivRowCallerOut == nullptr) ivRowCallerOut = &ascendingEntry(ivNum2OutDegreeMap, lineNumber);
+            if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivCallerIntSums[lineNumber];
             *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + 1u);
         }
         break;
@@ -184,22 +192,19 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             const uint32_t v = static_cast<uint32_t>(static_cast<uint64_t>(truncate64(weight)));
             int32_t &in = ivCalleeIntSums[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + v);
-            if (ivRowCallerWeightedOut == nullptr)
-                ivRowCallerWeightedOut = &ascendingEntry(ivNum2WeightedOutDegreeMap, lineNumber);
-            *ivRowCallerWeightedOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerWeightedOut) + v);
+            if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivCallerIntSums[lineNumber];
+            *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + v);
         }
         break;
     case DiffusionIterationModel1:
         if (isData) {
             const uint64_t x = static_cast<uint64_t>(truncate64(callee));
-            if (ivRowCallerSum == nullptr) ivRowCallerSum = &rowEntry(ivNum2RowSumMap, ivRowSumCursor, lineNumber);
-            const double rowSum = *ivRowCallerSum;
+            if (!ivRowCallerKnown) findRowCaller(lineNumber);
+            const double rowSum = ivRowCallerRowSum;
             const double share = weight / rowSum;
             if (rowSum < -DBL_MAX) reportWarning(5004, "Warning: Row sum smaller than min real value");
-            if (ivRowCallerFresh == nullptr)
-                ivRowCallerFresh = &rowEntry(ivModel1Num2FreshEnergyMap, ivFreshCursor, lineNumber);
             double &arrived = ivCalleeRealSums[x];
-            arrived = arrived + *ivRowCallerFresh * share;
+            arrived = arrived + ivRowCallerFresh * share;
         }
         break;
     default:
@@ -215,28 +220,44 @@ inline void addInto(int32_t &sum, int32_t value)
     sum = static_cast<int32_t>(static_cast<uint32_t>(sum) + static_cast<uint32_t>(value));
 }
 
-// Moves the hash table's sums, in ascending node order, into the map. In a
-// pass the map is empty here, and adding to a new entry of 0 gives the sum
-// itself (a sum that starts at 0.0 is never -0.0).
-template <class Sums, class V>
-void moveSorted(Sums &sums, std::map<uint64_t, V> &map)
-{
-    if (sums.empty()) return;
-    std::vector<std::pair<uint64_t, V>> entries;
-    sums.takeSorted(entries);
-    for (const auto &entry : entries) addInto(map.emplace_hint(map.end(), entry.first, V())->second, entry.second);
-}
+void assignTo(double &entry, double value) { entry = value; }
 
 }  // namespace
 
 void KVORADIFData::gatherCalleeSums()
 {
     switch (ivState) {
-    case ComputeNormalizer: moveSorted(ivCalleeIntSums, ivNum2InDegreeMap); break;
-    case ComputeWeightedInOutDeg: moveSorted(ivCalleeIntSums, ivNum2WeightedInDegreeMap); break;
-    case DiffusionIterationModel1: moveSorted(ivCalleeRealSums, ivModel1Num2MultResMap); break;
+    case ComputeNormalizer:
+        ivCallerRealSums.foldInto(ivNum2RowSumMap, assignTo);
+        ivCalleeIntSums.foldInto(ivNum2InDegreeMap, [](int32_t &sum, int32_t value) { addInto(sum, value); });
+        ivCallerIntSums.foldInto(ivNum2OutDegreeMap, [](int32_t &sum, int32_t value) { addInto(sum, value); });
+        break;
+    case ComputeWeightedInOutDeg:
+        ivCalleeIntSums.foldInto(ivNum2WeightedInDegreeMap, [](int32_t &sum, int32_t value) { addInto(sum, value); });
+        ivCallerIntSums.foldInto(ivNum2WeightedOutDegreeMap, [](int32_t &sum, int32_t value) { addInto(sum, value); });
+        break;
+    case DiffusionIterationModel1: {
+        // A pass fills an empty result map, and adding to a new entry of 0
+        // gives the sum itself (a sum that starts at 0.0 is never -0.0).
+        ivCalleeRealSums.foldInto(ivModel1Num2MultResMap, [](double &sum, double value) { addInto(sum, value); });
+        if (ivCallersEnteredFresh != 0) {
+            std::vector<uint64_t> entered;
+            entered.reserve(ivCallersEnteredFresh);
+            for (size_t i = 0; i < ivCallerEnteredFresh.size(); ++i)
+                if (ivCallerEnteredFresh[i] != 0) entered.push_back(ivNum2RowSumMap.key(i));
+            ivModel1Num2FreshEnergyMap.fold(
+                entered.size(), [&](size_t j) { return entered[j]; }, [](size_t) { return 0.0; },
+                [](double &, double) {});
+            std::fill(ivCallerEnteredFresh.begin(), ivCallerEnteredFresh.end(), 0);
+            ivCallersEnteredFresh = 0;
+            ivFreshAt = 0;
+        }
+        break;
+    }
     default: break;
     }
     ivCalleeIntSums.clear();
     ivCalleeRealSums.clear();
+    ivCallerIntSums.clear();
+    ivCallerRealSums.clear();
 }
