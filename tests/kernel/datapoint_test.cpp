@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <vector>
 
 #include "kernel/kvora_catfield.h"
 #include "kernel/kvora_datapoint.h"
@@ -40,6 +41,15 @@ struct Record {
     KVORANumField *n() { return static_cast<KVORANumField *>(dp->getFieldAt(1)); }
     KVORACatField *c() { return static_cast<KVORACatField *>(dp->getFieldAt(2)); }
     KVORANumField *line() { return static_cast<KVORANumField *>(dp->getFieldAt(3)); }
+};
+
+// A numeric field of a class of its own: it notes the record hooks it gets.
+class NotingField : public KVORANumField {
+public:
+    int32_t begins = 0;
+    std::vector<uint32_t> hashes;
+    void onRecordBegin() override { ++begins; }
+    void addToDistribution(uint32_t recordHash, KVORA_ENV env) override { hashes.push_back(recordHash); }
 };
 
 }  // namespace
@@ -120,6 +130,45 @@ TEST(DataPointTest, RecordHashFoldsPresentReadFieldsOnly) {
     r.dp->endRecord(r.env);  // sample flags clear: no distribution is touched
 }
 
+TEST(DataPointTest, EndRecordFeedsTheFieldsThatTakeTheRecord) {
+    Record r;
+    NotingField *noting = new NotingField();
+    kvoraMemAccount(noting->getObjectSize(), r.env);
+    noting->setName(KV2AscString("noting"));
+    r.dp->addField(noting, r.env);
+    // n learns a distribution; c and line take nothing.
+    r.n()->setSampleFlag(1);
+    r.n()->ivNumFieldDistPtr.reset(new KVORANumFieldDist(), r.env);
+    r.n()->beginDataScan(r.env);
+
+    r.dp->beginRecord();
+    EXPECT_EQ(noting->begins, 1);
+    r.n()->setRealValue(2.5);
+    r.c()->setTextValue("x", 1);
+    r.line()->setRealValue(9.0);
+    r.dp->endRecord(r.env);
+    // The hash of this record, made after the values were set.
+    ASSERT_EQ(noting->hashes.size(), 1u);
+    EXPECT_EQ(noting->hashes[0], kvoraHashFinish(kvoraHashText("x", kvoraHashReal(2.5, 0))));
+    EXPECT_EQ(r.n()->ivNumFieldDistPtr->ivCurrValidCount, 1.0);
+
+    r.dp->beginRecord();
+    r.n()->setMissing(1);
+    r.dp->endRecord(r.env);
+    EXPECT_EQ(r.n()->ivNumFieldDistPtr->ivCurrMissingCount, 1.0);
+    ASSERT_EQ(noting->hashes.size(), 2u);
+    EXPECT_EQ(noting->hashes[1], kvoraHashFinish(0));
+
+    // With c alone listed, neither n nor the noting field is touched.
+    r.dp->addActiveField(1, r.env);
+    r.dp->beginRecord();
+    r.n()->setRealValue(4.0);
+    r.dp->endRecord(r.env);
+    EXPECT_EQ(noting->begins, 2);
+    EXPECT_EQ(noting->hashes.size(), 2u);
+    EXPECT_EQ(r.n()->ivNumFieldDistPtr->ivCurrValidCount, 2.0);
+}
+
 TEST(DataPointTest, RecordCrossesTheStreamAndIsReadInPlace) {
     Record r;
     r.c()->setPurpose(KVORAField::PurposeTarget);
@@ -144,6 +193,10 @@ TEST(DataPointTest, RecordCrossesTheStreamAndIsReadInPlace) {
         EXPECT_EQ(back->getField("c")->getPurpose(), 1);
         EXPECT_EQ(back->getField("line")->isComputed(), 1);
         if (pass == 1) EXPECT_EQ(back->getFieldAt(2), before);  // the second read keeps the fields
+        // The per-record loops follow the fields that were read.
+        back->getFieldAt(1)->setRealValue(1.0);
+        back->beginRecord();
+        EXPECT_EQ(back->getFieldAt(1)->isPresent(), 0);
     }
     back.reset(r.env);
 }

@@ -2,6 +2,10 @@
 // per-record begin and end, and the record hash.
 #include "kernel/kvora_datapoint.h"
 
+#include <typeinfo>
+
+#include "kernel/kvora_catfield.h"
+#include "kernel/kvora_numfield.h"
 #include "util/kvora_debug.h"
 #include "util/kvora_objio.h"
 
@@ -31,6 +35,7 @@ void KVORADataPoint::releasePrimitive(KVORA_ENV env) {
     ivFields.reset(env);
     ivActiveFields.reset(env);
     ivNameIndex.reset(env);
+    ivSlots.clear();
     ivHashValue = 0;
     ivHashValid = 0;
     KVORAObject::releasePrimitive(env);
@@ -48,6 +53,19 @@ void KVORADataPoint::rebuildNameIndex(KVORA_ENV env) {
         const int32_t index = ivNameIndex.copyPut(name, name.getHash(), env);
         KVORA_ASSERT_CAUSE(index == i, "Two fields of the data point have the same name");
     }
+    refreshSlots();
+}
+
+void KVORADataPoint::refreshSlots() {
+    const int32_t n = ivFields.getSize();
+    ivSlots.resize(static_cast<size_t>(n));
+    for (int32_t i = 1; i <= n; ++i) {
+        KVORAField *field = ivFields[i].get();
+        // The exact class, not a kind: a subclass may give the hooks work.
+        const bool known =
+            field != nullptr && (typeid(*field) == typeid(KVORANumField) || typeid(*field) == typeid(KVORACatField));
+        ivSlots[static_cast<size_t>(i - 1)] = Slot{field, known ? 1 : 0};
+    }
 }
 
 int32_t KVORADataPoint::addField(KVORAField *field, KVORA_ENV env) {
@@ -60,6 +78,7 @@ int32_t KVORADataPoint::addField(KVORAField *field, KVORA_ENV env) {
     const int32_t index = ivNameIndex.copyPut(name, name.getHash(), env);
     ivFields.autoExtend(index, env);
     ivFields[index].reset(field, env);
+    refreshSlots();
     return 1;
 }
 
@@ -83,46 +102,45 @@ void KVORADataPoint::addActiveField(int32_t columnIndex, KVORA_ENV env) {
     ivActiveFields[n] = columnIndex;
 }
 
-KVORAField *KVORADataPoint::activeFieldAt(int32_t i) const { return ivFields[ivActiveFields[i] + 1].get(); }
-
 void KVORADataPoint::beginRecord() {
     ivHashValid = 0;
     ivHashValue = 0;
     const int32_t active = ivActiveFields.getSize();
     if (active == 0) {
-        const int32_t n = ivFields.getSize();
-        for (int32_t i = 1; i <= n; ++i) {
-            KVORAField *field = ivFields[i].get();
-            field->setPresent(0);
-            field->onRecordBegin();
-        }
+        for (const Slot &slot : ivSlots) beginField(slot);
         return;
     }
-    for (int32_t i = 1; i <= active; ++i) {
-        KVORAField *field = activeFieldAt(i);
-        field->setPresent(0);
-        field->onRecordBegin();
-    }
+    for (int32_t i = 1; i <= active; ++i) beginField(activeSlotAt(i));
 }
 
 void KVORADataPoint::endRecord(KVORA_ENV env) {
-    const uint32_t hash = getHashValue();
+    // A first loop without calls, since mostly no field takes the record.
     const int32_t active = ivActiveFields.getSize();
+    bool taken = false;
     if (active == 0) {
-        const int32_t n = ivFields.getSize();
-        for (int32_t i = 1; i <= n; ++i) ivFields[i]->addToDistribution(hash, env);
-        return;
+        for (const Slot &slot : ivSlots) taken = taken || takesRecord(slot);
+    } else {
+        for (int32_t i = 1; i <= active; ++i) taken = taken || takesRecord(activeSlotAt(i));
     }
-    for (int32_t i = 1; i <= active; ++i) activeFieldAt(i)->addToDistribution(hash, env);
+    if (taken) passRecord(env);
+}
+
+void KVORADataPoint::passRecord(KVORA_ENV env) {
+    const int32_t active = ivActiveFields.getSize();
+    const int32_t n = active == 0 ? static_cast<int32_t>(ivSlots.size()) : active;
+    for (int32_t i = 0; i < n; ++i) {
+        const Slot &slot = active == 0 ? ivSlots[static_cast<size_t>(i)] : activeSlotAt(i + 1);
+        if (takesRecord(slot)) slot.field->addToDistribution(getHashValue(), env);
+    }
 }
 
 uint32_t KVORADataPoint::getHashValue() {
     if (ivHashValid != 0) return ivHashValue;
     uint32_t running = 0;
     const int32_t active = ivActiveFields.getSize();
-    const int32_t n = active == 0 ? ivFields.getSize() : active;
-    for (int32_t i = 1; i <= n; ++i) {
-        const KVORAField *field = active == 0 ? ivFields[i].get() : activeFieldAt(i);
+    const int32_t n = active == 0 ? static_cast<int32_t>(ivSlots.size()) : active;
+    for (int32_t i = 0; i < n; ++i) {
+        const KVORAField *field = active == 0 ? ivSlots[static_cast<size_t>(i)].field : activeSlotAt(i + 1).field;
         // Computed fields and fields without a value of this row leave no trace.
         if (field->ivComputed != 0 || field->ivPresent == 0 || field->ivMissing != 0) continue;
         running = field->foldHash(running);

@@ -2,10 +2,13 @@
 // into in place. Fields are owned here and found by name through an index
 // built once, or by position from 1; per-row work (beginRecord, endRecord,
 // the record hash) is plain loops over the owned fields, touching only the
-// active ones when a sparse row listed them.
+// active ones when a sparse row listed them. The record hash is made only
+// when a field will take it: most runs learn no distribution, and the hash
+// would otherwise be the dearest part of a row.
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "kernel/kvora_field.h"
 #include "kvo/kv2ustra.h"
@@ -62,8 +65,29 @@ public:
     int32_t ivHashValid = 0;
 
 private:
-    KVORAField *activeFieldAt(int32_t i) const;
+    // A field as the per-row loops see it. `known` is set when its class is
+    // one of the two field classes, whose record-begin hook does nothing and
+    // which take a row into a distribution only under the sample flag; a
+    // field of any other class gets both virtual calls on every row.
+    struct Slot {
+        KVORAField *field;
+        int32_t known;
+    };
+    const Slot &activeSlotAt(int32_t i) const { return ivSlots[static_cast<size_t>(ivActiveFields[i])]; }
+    // Makes ivSlots follow ivFields; called wherever the fields change.
+    void refreshSlots();
+    // Without its sample flag a field of the two classes takes nothing.
+    static bool takesRecord(const Slot &slot) { return slot.known == 0 || slot.field->ivSampleFlag != 0; }
+    // The record into the distributions of the fields that take it; kept
+    // out of endRecord so that the usual case stays a loop without calls.
+    [[gnu::noinline]] void passRecord(KVORA_ENV env);
+    void beginField(const Slot &slot) {
+        slot.field->setPresent(0);
+        if (slot.known == 0) slot.field->onRecordBegin();
+    }
     void rebuildNameIndex(KVORA_ENV env);
+
+    std::vector<Slot> ivSlots;
     // Shrinking an array keeps its block; no environment is needed for it.
     mutable KVORAEnv *ivNoEnv = nullptr;
 };
