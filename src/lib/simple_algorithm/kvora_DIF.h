@@ -184,66 +184,85 @@ std::ostream &operator<<(std::ostream &out, const KVORADIFNodeMap<V> &map)
     return out << "}";
 }
 
-// A pass's sums keyed by node as records bring them, in any order: an
-// open-addressed table of 16-byte slots, so that a record's sum costs one
-// probe into flat memory and no allocation. Any 64-bit key is allowed (a
-// callee such as 0.5 makes 0, -1.0 makes the all-ones key that marks a free
-// slot, kept aside). The capacity is kept from pass to pass unless released;
-// the sums leave in key order.
+// A pass's sums keyed by node as records bring them, in any order, with no
+// allocation per record. Node numbers are mostly small and dense, so while
+// the largest key stays below four times the keys held (plus a margin) the
+// sums stand in an array indexed by the key itself, with a bit per key that
+// tells which are held: one access where records put hot nodes close
+// together, no sort at the end, and no more memory than a hash table would
+// take. Sparser keys go to an open-addressed table of 16-byte slots. Any
+// 64-bit key is allowed (a callee such as 0.5 makes 0; -1.0 makes the
+// all-ones key, which marks a free slot and is kept aside). The memory is
+// kept from pass to pass unless released; the sums leave in key order.
 template <class V>
 class KVORADIFNodeTable {
 public:
     V &operator[](uint64_t key)
     {
-        if (key == kFree) {
-            if (!ivHasFreeKey) {
-                ivHasFreeKey = true;
-                ivFreeKeyValue = V();
-            }
-            return ivFreeKeyValue;
-        }
-        if ((ivCount + 1) * 2 > ivSlots.size()) grow();
-        size_t at = slotOf(key);
-        for (;;) {
-            Slot &slot = ivSlots[at];
-            if (slot.key == key) return slot.value;
-            if (slot.key == kFree) {
-                slot.key = key;
-                slot.value = V();
+        if (key < ivDense.size()) {
+            uint64_t &word = ivHeld[key >> 6];
+            const uint64_t bit = 1ull << (key & 63);
+            if ((word & bit) == 0) {
+                word |= bit;
                 ++ivCount;
-                return slot.value;
             }
-            at = (at + 1) & (ivSlots.size() - 1);
+            return ivDense[key];
         }
+        return sparseEntry(key);
     }
     bool empty() const { return ivCount == 0 && !ivHasFreeKey; }
     void clear()
     {
-        if (ivCount != 0)
+        if (ivCount != 0) {
+            std::fill(ivDense.begin(), ivDense.end(), V());
+            std::fill(ivHeld.begin(), ivHeld.end(), 0);
             for (Slot &slot : ivSlots) slot.key = kFree;
+        }
         ivCount = 0;
+        ivMaxKey = 0;
         ivHasFreeKey = false;
     }
     // Empties the table and gives its memory back.
     void release()
     {
+        std::vector<V>().swap(ivDense);
+        std::vector<uint64_t>().swap(ivHeld);
         std::vector<Slot>().swap(ivSlots);
         ivCount = 0;
+        ivMaxKey = 0;
         ivHasFreeKey = false;
     }
     // The sums folded into `map` by `op`, in ascending key order; the table
-    // is left empty.
+    // is left empty, in the form that suits the keys it held.
     template <class Op>
     void foldInto(KVORADIFNodeMap<V> &map, Op op)
     {
         std::vector<Slot> entries;
         entries.reserve(ivCount + (ivHasFreeKey ? 1 : 0));
-        if (ivCount != 0)
-            for (const Slot &slot : ivSlots)
-                if (slot.key != kFree) entries.push_back(slot);
+        if (!ivDense.empty()) {
+            // The held bits in order give the keys ascending; the walk
+            // leaves the array and the bits empty behind it.
+            for (size_t w = 0; w < ivHeld.size(); ++w) {
+                for (uint64_t bits = ivHeld[w]; bits != 0; bits &= bits - 1) {
+                    const uint64_t key = (static_cast<uint64_t>(w) << 6) + static_cast<uint64_t>(__builtin_ctzll(bits));
+                    entries.push_back(Slot{key, ivDense[key]});
+                    ivDense[key] = V();
+                }
+                ivHeld[w] = 0;
+            }
+        } else if (ivCount != 0) {
+            for (Slot &slot : ivSlots) {
+                if (slot.key == kFree) continue;
+                entries.push_back(slot);
+                slot.key = kFree;
+            }
+            std::sort(entries.begin(), entries.end(), [](const Slot &a, const Slot &b) { return a.key < b.key; });
+            if (denseFits(ivMaxKey, ivCount)) makeDense(ivMaxKey + 1);
+        }
         if (ivHasFreeKey) entries.push_back(Slot{kFree, ivFreeKeyValue});
-        clear();
-        std::sort(entries.begin(), entries.end(), [](const Slot &a, const Slot &b) { return a.key < b.key; });
+        ivCount = 0;
+        ivMaxKey = 0;
+        ivHasFreeKey = false;
         map.fold(
             entries.size(), [&](size_t j) { return entries[j].key; }, [&](size_t j) { return entries[j].value; }, op);
     }
@@ -254,21 +273,102 @@ private:
         uint64_t key;
         V value;
     };
-    size_t slotOf(uint64_t key) const { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> ivShift); }
-    void grow()
+    static bool denseFits(uint64_t maxKey, size_t count) { return maxKey < 4 * static_cast<uint64_t>(count) + 4096; }
+    // The entries in an array of `size` keys; the table must be in hash form
+    // (or empty), and every held key below `size`.
+    void makeDense(uint64_t size)
+    {
+        std::vector<V> dense(static_cast<size_t>(size), V());
+        std::vector<uint64_t> held(static_cast<size_t>((size + 63) / 64), 0);
+        for (const Slot &slot : ivSlots) {
+            if (slot.key == kFree) continue;
+            dense[slot.key] = slot.value;
+            held[slot.key >> 6] |= 1ull << (slot.key & 63);
+        }
+        std::vector<Slot>().swap(ivSlots);
+        ivDense.swap(dense);
+        ivHeld.swap(held);
+    }
+    // The entries in open-addressed slots, at most half of them used.
+    void makeSparse(size_t slots)
     {
         std::vector<Slot> old;
         old.swap(ivSlots);
-        const size_t size = old.empty() ? 1024 : old.size() * 2;
-        ivSlots.assign(size, Slot{kFree, V()});
+        ivSlots.assign(slots, Slot{kFree, V()});
         ivShift = 64;
-        for (size_t n = size; n > 1; n >>= 1) --ivShift;
-        ivCount = 0;
+        for (size_t n = slots; n > 1; n >>= 1) --ivShift;
         for (const Slot &slot : old)
-            if (slot.key != kFree) (*this)[slot.key] = slot.value;
+            if (slot.key != kFree) *probe(slot.key) = slot;
+        for (size_t w = 0; w < ivHeld.size(); ++w)
+            for (uint64_t bits = ivHeld[w]; bits != 0; bits &= bits - 1) {
+                const uint64_t key = (static_cast<uint64_t>(w) << 6) + static_cast<uint64_t>(__builtin_ctzll(bits));
+                *probe(key) = Slot{key, ivDense[key]};
+            }
+        std::vector<V>().swap(ivDense);
+        std::vector<uint64_t>().swap(ivHeld);
     }
+    // The slot of `key`, or the free slot where it goes.
+    Slot *probe(uint64_t key)
+    {
+        size_t at = static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> ivShift);
+        for (;;) {
+            Slot &slot = ivSlots[at];
+            if (slot.key == key || slot.key == kFree) return &slot;
+            at = (at + 1) & (ivSlots.size() - 1);
+        }
+    }
+    V &sparseEntry(uint64_t key)
+    {
+        if (key == kFree) {
+            if (!ivHasFreeKey) {
+                ivHasFreeKey = true;
+                ivFreeKeyValue = V();
+            }
+            return ivFreeKeyValue;
+        }
+        const uint64_t maxKey = key > ivMaxKey ? key : ivMaxKey;
+        if (!ivDense.empty() || ivSlots.empty()) {
+            // Beyond the array (or nothing yet): a longer array while the
+            // keys stay dense enough, else the hash form.
+            if (denseFits(maxKey, ivCount + 1)) {
+                uint64_t size = 2 * static_cast<uint64_t>(ivDense.size());
+                if (size < maxKey + 1) size = maxKey + 1;
+                if (size < 1024) size = 1024;
+                if (!denseFits(size - 1, ivCount + 1)) size = maxKey + 1;
+                growDense(size);
+                ivMaxKey = maxKey;
+                return (*this)[key];
+            }
+            size_t slots = 1024;
+            while (slots < 2 * (ivCount + 1)) slots *= 2;
+            makeSparse(slots);
+        } else if ((ivCount + 1) * 2 > ivSlots.size()) {
+            if (denseFits(maxKey, ivCount + 1)) {
+                makeDense(maxKey + 1);
+                ivMaxKey = maxKey;
+                return (*this)[key];
+            }
+            makeSparse(ivSlots.size() * 2);
+        }
+        ivMaxKey = maxKey;
+        Slot *slot = probe(key);
+        if (slot->key == kFree) {
+            slot->key = key;
+            slot->value = V();
+            ++ivCount;
+        }
+        return slot->value;
+    }
+    void growDense(uint64_t size)
+    {
+        ivDense.resize(static_cast<size_t>(size), V());
+        ivHeld.resize(static_cast<size_t>((size + 63) / 64), 0);
+    }
+    std::vector<V> ivDense;
+    std::vector<uint64_t> ivHeld;
     std::vector<Slot> ivSlots;
     size_t ivCount = 0;
+    uint64_t ivMaxKey = 0;
     int ivShift = 64;
     bool ivHasFreeKey = false;
     V ivFreeKeyValue = V();
