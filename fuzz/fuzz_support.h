@@ -8,10 +8,12 @@
 // safe (it is declared not to throw, so frames above it may have no unwind
 // entry for the call); so the targets are linked with -Wl,--wrap=exit, and the
 // wrapper jumps back to the guard while a reader runs. The jump skips
-// destructors: what the reader held leaks (leak checking is off while fuzzing,
-// as a failed run ends its process anyway), and descriptors it opened are
-// closed by the guard, so that a long run does not run out of them. Anything
-// else thrown escapes and is a finding.
+// destructors, so what the reader held would leak, and fuzz/run's leak check
+// would report it: the readers fuzzed here stop by a throw, which unwinds, and
+// leave exit() to whole-run failures (graph and matrix faults, a scan's row
+// errors) that they do not reach. Descriptors that a reader opened are closed
+// by the guard, so that a long run does not run out of them. Anything else
+// thrown escapes and is a finding.
 #pragma once
 
 #include <cstddef>
