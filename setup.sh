@@ -7,6 +7,9 @@ cd "$(dirname "$0")"
 
 what=${1:-test}
 packages="g++ cmake make mpich libmpich-dev libgtest-dev libbenchmark-dev"
+# The fuzz targets (fuzz/run) need Debian's default clang and its runtime
+# libraries, libFuzzer among them, which clang only recommends.
+packages="$packages clang libclang-rt-dev"
 
 missing=""
 for p in $packages; do
