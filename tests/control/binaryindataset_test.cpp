@@ -211,6 +211,24 @@ TEST_F(DatasetTest, ValuesReachTheFieldsAndRewindRepeatsTheShare) {
     EXPECT_EQ(master.ds->getFieldUsage(1), 7);
     EXPECT_EQ(master.ds->getFieldUsage(2), 2);
     EXPECT_EQ(master.ds->getFieldUsage(3), 1);
+
+    // Missing numbers, and a value after a missing one, in every column.
+    qrvtest::writeFile(dir, "m.info", "line Numeric LineNumber\na Numeric Explanatory\nb Numeric Target\n");
+    Opened m(qrvtest::writeFile(dir, "m", bytesOf({1, M, 3, M, 5, M, 2, 6, 7})), 0, 1);
+    const std::vector<std::vector<int32_t>> missing = {{0, 1, 0}, {1, 0, 1}, {0, 0, 0}};
+    m.ds->beginScan(0);
+    for (int64_t row = 0; row < 3; ++row) {
+        m.dp->beginRecord();
+        ASSERT_EQ(m.ds->getNextRecord(*m.dp, m.env), row);
+        for (int32_t c = 0; c < 3; ++c) {
+            const KVORAField *f = m.dp->getFieldAt(c + 1);
+            EXPECT_EQ(f->isPresent(), 1) << row << " " << c;
+            EXPECT_EQ(f->isMissing(), missing[row][c]) << row << " " << c;
+            EXPECT_EQ(f->getValueIndex(), missing[row][c] ? -1 : 0) << row << " " << c;
+        }
+    }
+    EXPECT_EQ(m.num("line"), 2.0);
+    EXPECT_EQ(m.num("b"), 7.0);
 }
 
 TEST_F(DatasetTest, OtherWorkersTakeTheirColumnsFromTheDataPoint) {
@@ -359,13 +377,21 @@ TEST_F(DatasetTest, CategoricalAndMissingValues) {
     EXPECT_STREQ(k->getTextValue().c_str(), "1e+20");
 }
 
-TEST_F(DatasetTest, GroupSampleLeavesOutEveryOtherGroupWhenNothingIsSkipped) {
+TEST_F(DatasetTest, LineGroupsInTheGroupSampleAndTheSplitByLine) {
     // Line numbers 1 1 2 2 2 3 4 4. A rate of 1.0 draws k = 0, so each new
     // group ends at the next change: groups 1 and 3 are left out.
     qrvtest::writeFile(dir, "g.info", "line Numeric LineNumber\n");
     const std::string path = qrvtest::writeFile(dir, "g", bytesOf({1, 1, 2, 2, 2, 3, 4, 4}));
     Opened o(path, 0, 1);
     EXPECT_EQ(o.pass(7, 1.0), std::vector<int64_t>({2, 3, 4, 6, 7}));
+    // By line number, a group goes whole to one of two workers, pass after pass.
+    for (int32_t rank = 0; rank < 2; ++rank) {
+        Opened w(path, rank, 2);
+        const std::vector<int64_t> mine = rank == 0 ? std::vector<int64_t>({2, 3, 4, 6, 7})
+                                                    : std::vector<int64_t>({0, 1, 5});
+        EXPECT_EQ(w.pass(5), mine) << "rank " << rank;
+        EXPECT_EQ(w.pass(5), mine) << "rank " << rank;
+    }
     // A rate of 10 or more answers -1: the same groups.
     EXPECT_EQ(o.pass(7, 10.0), std::vector<int64_t>({2, 3, 4, 6, 7}));
     EXPECT_EQ(KVORABinaryInputDataset::skipCount(10.0), -1);

@@ -65,6 +65,8 @@ void KVORABinaryInputDataset::releasePrimitive(KVORA_ENV env) {
     ivColumnFields.clear();
     ivColumnFieldIndex.clear();
     ivColumnWrite.clear();
+    ivNumericFields.clear();
+    ivAllNumeric = 0;
     ivCachedDataPoint = nullptr;
     ivColumnCount = 0;
     ivOwnPageReader.reset();
@@ -88,6 +90,7 @@ int32_t KVORABinaryInputDataset::open(const std::string &fileName, KVORAOwnPtr<K
     ivSparseStarted = 0;
     ivEndOfShare = 0;
     ivSparseRowCount = 0;
+    ivOwnedLineKnown = 0;
     ivFileName = fileName;
     KVORA_ASSERT_CAUSE(workerCount >= 1 && workerRank >= 0 && workerRank < workerCount,
                        "Worker rank and count of the dataset out of range");
@@ -254,6 +257,14 @@ void KVORABinaryInputDataset::buildFieldCache(KVORADataPoint &dataPoint) {
         else
             ivColumnWrite[c] = catField ? WriteCategorical : WriteCategoricalGeneric;
     }
+    ivAllNumeric = 1;
+    ivNumericFields.assign(static_cast<size_t>(ivColumnCount), nullptr);
+    for (int32_t c = 0; c < ivColumnCount; ++c) {
+        if (ivColumnWrite[c] == WriteNumeric)
+            ivNumericFields[c] = static_cast<KVORANumField *>(ivColumnFields[c]);
+        else
+            ivAllNumeric = 0;
+    }
     ivCachedDataPoint = &dataPoint;
     ivCachedFieldCount = dataPoint.getFieldCount();
 }
@@ -398,7 +409,7 @@ int64_t KVORABinaryInputDataset::getNextRecord(KVORADataPoint &dataPoint, KVORA_
         for (;;) {
             if (!readRow(ivCurrentRow)) return -1;
             ++ivCurrentRow;
-            if (lineNumberOfRow() % ivWorkerCount == ivWorkerRank) break;
+            if (ownsLine(lineNumberOfRow())) break;
         }
         break;
     case 7: {

@@ -94,6 +94,16 @@ private:
         return ivPageReader->readRecord(record, cvSparseRecordDoubles, ivRecord.data());
     }
     int64_t lineNumberOfRow() const;
+    // Whether the rows of a line number go to this worker. The rows of one
+    // line come together, so the answer for the last line is kept.
+    bool ownsLine(int64_t lineNumber) {
+        if (ivOwnedLineKnown == 0 || lineNumber != ivOwnedLine) {
+            ivOwnedLine = lineNumber;
+            ivOwnedLineMine = lineNumber % ivWorkerCount == ivWorkerRank ? 1 : 0;
+            ivOwnedLineKnown = 1;
+        }
+        return ivOwnedLineMine != 0;
+    }
     void setColumnValue(int32_t column, double value) {
         KVORAField *field = ivColumnFields[column];
         if (value == cvMissingValue) {
@@ -126,6 +136,19 @@ private:
         if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
             buildFieldCache(dataPoint);
         const double *record = ivRecord.data();
+        if (ivAllNumeric != 0) {
+            // The usual dataset: numeric columns into numeric fields, one
+            // plain loop with the setters inlined.
+            KVORANumField *const *fields = ivNumericFields.data();
+            for (int32_t c = 0; c < ivColumnCount; ++c) {
+                const double value = record[c];
+                if (value == cvMissingValue)
+                    fields[c]->setMissing(1);
+                else
+                    fields[c]->setRealValue(value);
+            }
+            return;
+        }
         for (int32_t c = 0; c < ivColumnCount; ++c) setColumnValue(c, record[c]);
     }
     int64_t nextSparseRow(KVORADataPoint &dataPoint, KVORA_ENV env);
@@ -154,12 +177,18 @@ private:
     int32_t ivSparseStarted = 0;
     int32_t ivEndOfShare = 0;
     int32_t ivTargetIndex = -1;
+    int64_t ivOwnedLine = 0;
+    int32_t ivOwnedLineMine = 0;
+    int32_t ivOwnedLineKnown = 0;
 
     // Per open: the record buffer and each column's field.
     std::vector<double> ivRecord;
     std::vector<KVORAField *> ivColumnFields;
     std::vector<int32_t> ivColumnFieldIndex;  // the field's position from 1
     std::vector<int32_t> ivColumnWrite;
+    // Every column numeric into a numeric field: the fields, cast once.
+    int32_t ivAllNumeric = 0;
+    std::vector<KVORANumField *> ivNumericFields;
     KVORADataPoint *ivCachedDataPoint = nullptr;
     int32_t ivCachedFieldCount = -1;
     // Used only when no page reader was given.
