@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <map>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -115,6 +117,39 @@ TEST_F(DIFScanTest, DiffusionSpreadsFreshEnergyByTheMergedRowSum) {
     EXPECT_EQ(data.ivModel1FreshEnergies[2], 0.75);
     ASSERT_EQ(data.ivModel1FreshEnergiesOld.getSize(), 1);
     EXPECT_EQ(data.ivModel1FreshEnergiesOld[1], 2.0);
+}
+
+// The pass tables change form as keys come: an array while the keys are
+// dense, a hash table when one lands far beyond them, back to the array at the
+// end of a pass whose keys were dense again. Whatever the form, the sums must
+// be those of an ordered map, leave in key order, and start from nothing in
+// the next pass.
+TEST(DIFNodeTable, SumsSurviveEveryChangeOfFormAndLeaveInKeyOrder) {
+    std::mt19937_64 random(7);
+    KVORADIFNodeTable<double> table;
+    for (int pass = 0; pass < 3; ++pass) {
+        std::map<uint64_t, double> expected;
+        auto add = [&](uint64_t key, double value) {
+            table[key] += value;
+            expected[key] += value;
+        };
+        for (int i = 0; i < 3000; ++i) add(random() % 5000, 1.0);  // dense
+        if (pass != 2) {
+            add(1ull << 40, 2.0);  // far beyond: the hash form
+            add(~0ull, 3.0);       // the key that marks a free slot
+        }
+        for (int i = 0; i < 20000; ++i) add(random() % 60000, 0.5);  // grows, dense again
+        KVORADIFData::RealMap map;
+        table.foldInto(map, [](double &sum, double value) { sum = sum + value; });
+        EXPECT_TRUE(table.empty());
+        ASSERT_EQ(map.size(), expected.size());
+        size_t i = 0;
+        for (const auto &entry : expected) {
+            EXPECT_EQ(map.key(i), entry.first);
+            EXPECT_EQ(map.value(i), entry.second);
+            ++i;
+        }
+    }
 }
 
 // Runs the records in a child whose standard output joins standard error, so
