@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "control/kvora_XML_handler.h"
 #include "control/kvora_XML_tag.h"
@@ -125,6 +126,18 @@ TEST(RecordPartition, IndexModuloTheSpanPlusThree) {
     EXPECT_EQ(kvoraRecordPartition(9, 3), 3);
     // 64-bit record indexes keep their remainder.
     EXPECT_EQ(kvoraRecordPartition((int64_t(1) << 40) + 1, 4), 4);
+
+    // Stepping on from the last record agrees with the division, through
+    // wraps, jumps back and forth, a repeated record and the largest index.
+    const int64_t big = int64_t(1) << 40;
+    const std::vector<int64_t> records = {0, 1, 2, 3, 4, 5, 6, 7, 3, 4, 4, 20, 21, 22, 23, 24, 25,
+                                          big - 1, big, big + 1, big + 2, INT64_MAX - 2, INT64_MAX - 1,
+                                          INT64_MAX, 0, 1};
+    for (int32_t maxPartition : {3, 4, 6, 9}) {
+        KVORARecordPartitions partitions(maxPartition);
+        for (int64_t r : records)
+            EXPECT_EQ(partitions.of(r), kvoraRecordPartition(r, maxPartition)) << maxPartition << " " << r;
+    }
 }
 
 // Pass 0: type 0, the model turns to type 3 after 5 records: 5 records, then

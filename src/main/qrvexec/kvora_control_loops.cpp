@@ -112,6 +112,10 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
         KVORA_NOT_IMPLEMENTED();
     }
 
+    // Nothing in a pass changes the model's state, so its update function is
+    // fetched once; it is still only required once a record has come.
+    const KVORAUpdateFunc update = m.ivUpdateFunc;
+    KVORARecordPartitions partitions(maxPartition);
     bool dataEnded = false;
     while (m.getScanType() != 3) {
         point.beginRecord();
@@ -121,9 +125,8 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
             break;
         }
         point.endRecord(env);
-        KVORAUpdateFunc update = m.ivUpdateFunc;
         if (update == nullptr) KVORA_FATAL("Model has no update function for a data scan");
-        update(&m, kvoraRecordPartition(recordIndex, maxPartition), env);
+        update(&m, partitions.of(recordIndex), env);
     }
     if (!dataEnded && m.canUpdateWithoutDataScan()) m.updateWithoutDataScan(env);
 

@@ -35,3 +35,24 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
 // The partition of a record: its index modulo the partition span (the
 // maximum partition number minus 2), plus 3.
 int32_t kvoraRecordPartition(int64_t recordIndex, int32_t maxPartition);
+
+// The partitions of the records of one pass. Rows mostly come in order, so
+// the partition of the record after the last one steps on from the last
+// partition; any other record is divided out by kvoraRecordPartition.
+class KVORARecordPartitions {
+public:
+    explicit KVORARecordPartitions(int32_t maxPartition) : ivMaxPartition(maxPartition) {}
+    int32_t of(int64_t recordIndex) {
+        if (recordIndex != ivNextIndex)
+            ivPartition = kvoraRecordPartition(recordIndex, ivMaxPartition);
+        else if (++ivPartition > ivMaxPartition)
+            ivPartition = 3;
+        ivNextIndex = recordIndex < INT64_MAX ? recordIndex + 1 : -1;
+        return ivPartition;
+    }
+
+private:
+    int32_t ivMaxPartition;
+    int32_t ivPartition = 0;
+    int64_t ivNextIndex = -1;
+};
