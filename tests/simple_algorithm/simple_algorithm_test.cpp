@@ -464,6 +464,15 @@ TEST_F(SAFixture, CopyMakesItsOwnDataObject)
     EXPECT_EQ(copy->ivLineNumberFieldOrder, 2);
     EXPECT_EQ(copy->ivDataVec.getSize(), 3);
     EXPECT_EQ(copy->getModelState(), 101);
+    // The copy reads a row from the same fields into its own data object.
+    setRow(7.0, 1.5, 4.25, "x", -2.0);
+    copy->ivUpdateFunc(copy.get(), 3, env);
+    const KVORASATestData &copied = *static_cast<KVORASATestData *>(copy->getData());
+    ASSERT_EQ(copied.ivDataSeen.size(), 1u);
+    EXPECT_EQ(copied.ivDataSeen[0], (std::vector<double>{1.5, 0.0, -2.0}));
+    EXPECT_EQ(copied.ivTargetSeen[0], (std::vector<double>{4.25}));
+    EXPECT_EQ(copied.ivLinesSeen[0], 7u);
+    EXPECT_EQ(data().ivRows, 12);
 
     copy->releasePrimitive(env);
     EXPECT_EQ(copy->getData(), nullptr);

@@ -126,6 +126,7 @@ void KVORASimpleAlgorithmModel::releasePrimitive(KVORA_ENV env)
     ivExplanatoryFieldOrder.reset(env);
     ivTargetFieldOrder.reset(env);
     ivLineNumberFieldOrder = -1;
+    takeFieldPointers();
     KVORAModel::releasePrimitive(env);
 }
 
@@ -164,12 +165,12 @@ void KVORASimpleAlgorithmModel::update(int32_t partition, KVORA_ENV env)
 {
     // The places were checked when the model was opened or read.
     const int32_t numData = ivDataVec.getSize();
-    for (int32_t i = 1; i <= numData; ++i)
-        ivDataVec[i] = fieldValue(ivExplanatoryFields[ivExplanatoryFieldOrder[i]].ivFieldPtr, partition);
+    const KVORAField *const *dataFields = ivDataFields.data();
+    for (int32_t i = 1; i <= numData; ++i) ivDataVec[i] = fieldValue(dataFields[i - 1], partition);
     const int32_t numTargets = ivTargetVec.getSize();
-    for (int32_t i = 1; i <= numTargets; ++i)
-        ivTargetVec[i] = fieldValue(ivTargetFields[ivTargetFieldOrder[i]].ivFieldPtr, partition);
-    const double lineNumber = fieldValue(ivExplanatoryFields[ivLineNumberFieldOrder].ivFieldPtr, partition);
+    const KVORAField *const *targetFields = ivTargetFieldPtrs.data();
+    for (int32_t i = 1; i <= numTargets; ++i) ivTargetVec[i] = fieldValue(targetFields[i - 1], partition);
+    const double lineNumber = fieldValue(ivLineNumberField, partition);
     if (partition == 1 || partition == 2) return;
     ivDataPtr->update(ivDataVec, ivTargetVec, lineNumberOf(lineNumber), env);
 }
@@ -200,6 +201,7 @@ void KVORASimpleAlgorithmModel::clearFields(KVORA_ENV env)
     ivLineNumberFieldOrder = -1;
     ivDataVec.setSize(0, env);
     ivTargetVec.setSize(0, env);
+    takeFieldPointers();
 }
 
 int32_t KVORASimpleAlgorithmModel::canResetFields() const
@@ -317,6 +319,28 @@ void KVORASimpleAlgorithmModel::sizeVectors(KVORA_ENV env)
     const int32_t numTargets = ivTargetFields.getSize();
     if (numData >= 0) ivDataVec.setSize(numData, env);
     if (numTargets >= 0) ivTargetVec.setSize(numTargets, env);
+    takeFieldPointers();
+}
+
+void KVORASimpleAlgorithmModel::takeFieldPointers()
+{
+    const int32_t numData = ivDataVec.getSize();
+    ivDataFields.assign(static_cast<size_t>(numData), nullptr);
+    for (int32_t i = 1; i <= numData && i <= ivExplanatoryFieldOrder.getSize(); ++i) {
+        const int32_t order = ivExplanatoryFieldOrder[i];
+        if (order >= 1 && order <= ivExplanatoryFields.getSize())
+            ivDataFields[static_cast<size_t>(i - 1)] = ivExplanatoryFields[order].ivFieldPtr;
+    }
+    const int32_t numTargets = ivTargetVec.getSize();
+    ivTargetFieldPtrs.assign(static_cast<size_t>(numTargets), nullptr);
+    for (int32_t i = 1; i <= numTargets && i <= ivTargetFieldOrder.getSize(); ++i) {
+        const int32_t order = ivTargetFieldOrder[i];
+        if (order >= 1 && order <= ivTargetFields.getSize())
+            ivTargetFieldPtrs[static_cast<size_t>(i - 1)] = ivTargetFields[order].ivFieldPtr;
+    }
+    ivLineNumberField = nullptr;
+    if (ivLineNumberFieldOrder >= 1 && ivLineNumberFieldOrder <= ivExplanatoryFields.getSize())
+        ivLineNumberField = ivExplanatoryFields[ivLineNumberFieldOrder].ivFieldPtr;
 }
 
 void KVORASimpleAlgorithmModel::checkFieldOrders() const

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "kernel/kvora_model.h"
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
@@ -85,9 +86,18 @@ public:
     int32_t ivState;
 
 private:
-    // Sizes the two vectors from the input lists.
+    // Sizes the two vectors from the input lists and takes the fields that
+    // update reads into plain arrays.
     void sizeVectors(KVORA_ENV env);
+    void takeFieldPointers();
     // Checks once, off the per-record path, that every place that update
     // will follow leads to a field.
     void checkFieldOrders() const;
+
+    // The fields behind the places, in vector order, so that update follows
+    // one pointer per value (null for a place that leads nowhere: update
+    // runs only once the places were checked).
+    std::vector<const KVORAField *> ivDataFields;
+    std::vector<const KVORAField *> ivTargetFieldPtrs;
+    const KVORAField *ivLineNumberField = nullptr;
 };
