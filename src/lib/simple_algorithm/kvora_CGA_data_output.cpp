@@ -2,16 +2,22 @@
 // row per group and one row per node, in files that the first iteration
 // starts with their headers and later iterations extend; and the parameters
 // and run counts of the model report. The XML forms stand behind the format
-// parameter although open admits only CSV.
+// parameter although open admits only CSV. The files are written under
+// temporary names and renamed together after the last collecting iteration,
+// so that a run that dies or fails half way leaves no file that looks whole.
 #include "simple_algorithm/kvora_CGA_data.h"
 
+#include <cstdio>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "control/kvora_XML_tag.h"
 #include "nelo-common/kvora_reports.h"
+#include "util/kvora_atomicfile.h"
 #include "util/kvora_debug.h"
 
 namespace {
@@ -33,6 +39,33 @@ struct NodeRecord {
     double confidence2 = 0.0;
 };
 
+// The result files of each stem that is being written, held open under their
+// temporary names from the first collecting iteration to the last. They live
+// here rather than in the object, which is copied between processes and which
+// a fatal end never deletes: a static is destroyed at the process's exit, and
+// with it whatever was not committed, so a run that fails leaves no temporary.
+using ResultFiles = std::vector<std::unique_ptr<KVORAAtomicFile>>;
+
+std::map<std::string, ResultFiles> &pendingResults()
+{
+    static std::map<std::string, ResultFiles> pending;
+    return pending;
+}
+
+// Renames all files of a stem to their final names, or none: a failure takes
+// back the renames already made, and drops the temporaries.
+bool commitAll(ResultFiles &files)
+{
+    for (auto &file : files)
+        if (!file->stream().flush()) return false;
+    for (size_t i = 0; i < files.size(); ++i) {
+        if (files[i]->commit()) continue;
+        for (size_t j = 0; j < i; ++j) std::remove(files[j]->finalName().c_str());
+        return false;
+    }
+    return true;
+}
+
 void writeRatio(std::ostream &out, double first, double second)
 {
     if (second == 0.0)
@@ -50,18 +83,38 @@ void KVORACGAData::printAnalysisResults(KVORA_ENV env)
     stemText << ivOutputFileName.c_str() << "_" << ivIterationCounter;
     const std::string stem = stemText.str();
     const bool first = ivIterationCounterCollectingEdges <= 1;
-    const std::ios::openmode mode = first ? std::ios::out | std::ios::trunc : std::ios::out | std::ios::app;
     const bool csv = ivOutputFormat == FormatCSV;
     const std::string prefix = ivTagPrefix.c_str();
     const auto open = [&prefix](const std::string &name) { return "<" + prefix + name + ">"; };
     const auto close = [&prefix](const std::string &name) { return "</" + prefix + name + ">"; };
 
-    std::ofstream clustersFile, nodesFile, xmlFile;
+    static const char *const kUnableToOpen = "KVORACGAData::printAnalysisResults: Unable to open output file";
+    std::map<std::string, ResultFiles> &pending = pendingResults();
+    if (first) {
+        // A name written before is started afresh; its old temporaries go
+        // first, as the new ones have the same names.
+        pending.erase(stem);
+        ResultFiles files;
+        for (const char *suffix : csv ? std::vector<const char *>{".clusters.csv", ".nodes.csv"}
+                                      : std::vector<const char *>{".xml"}) {
+            files.push_back(std::make_unique<KVORAAtomicFile>(stem + suffix));
+            if (!files.back()->open()) {
+                files.clear();
+                reportError(2302, kUnableToOpen, env, 1);
+            }
+        }
+        pending[stem] = std::move(files);
+    } else if (pending.count(stem) == 0) {
+        // The first iteration's files are gone: nothing whole can be written.
+        reportError(2302, kUnableToOpen, env, 1);
+    }
+    ResultFiles &files = pending[stem];
+    // Only the streams of the format in use are written: the CSV files, or
+    // the single XML file.
+    std::ofstream &clustersFile = files.front()->stream();
+    std::ofstream &nodesFile = files.back()->stream();
+    std::ofstream &xmlFile = files.front()->stream();
     if (csv) {
-        clustersFile.open(stem + ".clusters.csv", mode);
-        nodesFile.open(stem + ".nodes.csv", mode);
-        if (!clustersFile.is_open() || !nodesFile.is_open())
-            reportError(2302, "KVORACGAData::printAnalysisResults: Unable to open output file", env, 1);
         if (first) {
             clustersFile << "GroupNumber,Size,Density,KernelDensity,CoreNodesFraction,"
                          << "MaxRankType1,MinRankType1,MaxMinRankRatioType1,MaxRankLinksType2,"
@@ -72,9 +125,6 @@ void KVORACGAData::printAnalysisResults(KVORA_ENV env)
                       << "IsGroupLeaderType1,GroupLeaderType1Conf,IsGroupLeaderType2,GroupLeaderType2Conf\n";
         }
     } else {
-        xmlFile.open(stem + ".xml", mode);
-        if (!xmlFile.is_open())
-            reportError(2302, "KVORACGAData::printAnalysisResults: Unable to open output file", env, 1);
         if (first) xmlFile << "<" << prefix << "CGA-Output " << ivOutputNamespace.c_str() << " >\n";
     }
 
@@ -188,9 +238,17 @@ void KVORACGAData::printAnalysisResults(KVORA_ENV env)
     text << "printAnalysisResults: final network contains " << total << " nodes and " << ivCCNodesNum.getSize()
          << " clusters";
     reportLog(1, text.str());
-    clustersFile.close();
-    nodesFile.close();
-    xmlFile.close();
+    // The last collecting iteration of this stem: the one after which
+    // endDataScan goes on to no further range of clusters.
+    if (ivMaxIndRelevantClusters >= ivClusterSizes.getSize()) {
+        ResultFiles done = std::move(files);
+        pending.erase(stem);
+        // A set of files that can't be put in place is one that couldn't be opened.
+        if (!commitAll(done)) {
+            done.clear();
+            reportError(2302, kUnableToOpen, env, 1);
+        }
+    }
 }
 
 void KVORACGAData::writeXMLParameters(KVORAXMLTag &tag, KVORA_ENV env)
