@@ -60,6 +60,19 @@ public:
     {
         return static_cast<size_t>(std::lower_bound(ivKeys.begin() + from, ivKeys.end(), key) - ivKeys.begin());
     }
+    // lowerBound(key) for a key met after the one found at `from`: keys
+    // that come in ascending order are mostly a few steps on, so those steps
+    // are tried before a search.
+    size_t seek(uint64_t key, size_t from) const
+    {
+        const size_t n = ivKeys.size();
+        if (from > n) from = n;
+        if (from > 0 && !(ivKeys[from - 1] < key)) return lowerBound(key);
+        const size_t near = std::min(n, from + 8);
+        for (size_t at = from; at < near; ++at)
+            if (!(ivKeys[at] < key)) return at;
+        return lowerBound(key, near);
+    }
     bool holds(size_t at, uint64_t key) const { return at < ivKeys.size() && ivKeys[at] == key; }
     // The position of the key's entry, created with V() where it belongs when
     // missing. A key above the last is appended; another new key costs a
@@ -242,14 +255,11 @@ public:
         if (!ivDense.empty()) {
             // The held bits in order give the keys ascending; the walk
             // leaves the array and the bits empty behind it.
-            for (size_t w = 0; w < ivHeld.size(); ++w) {
-                for (uint64_t bits = ivHeld[w]; bits != 0; bits &= bits - 1) {
-                    const uint64_t key = (static_cast<uint64_t>(w) << 6) + static_cast<uint64_t>(__builtin_ctzll(bits));
-                    entries.push_back(Slot{key, ivDense[key]});
-                    ivDense[key] = V();
-                }
-                ivHeld[w] = 0;
-            }
+            forEachHeld([&](uint64_t key) {
+                entries.push_back(Slot{key, ivDense[key]});
+                ivDense[key] = V();
+            });
+            std::fill(ivHeld.begin(), ivHeld.end(), 0);
         } else if (ivCount != 0) {
             for (Slot &slot : ivSlots) {
                 if (slot.key == kFree) continue;
@@ -273,6 +283,14 @@ private:
         uint64_t key;
         V value;
     };
+    // Calls fn(key) for each key held in the array form, ascending.
+    template <class Fn>
+    void forEachHeld(Fn fn) const
+    {
+        for (size_t w = 0; w < ivHeld.size(); ++w)
+            for (uint64_t bits = ivHeld[w]; bits != 0; bits &= bits - 1)
+                fn((static_cast<uint64_t>(w) << 6) + static_cast<uint64_t>(__builtin_ctzll(bits)));
+    }
     static bool denseFits(uint64_t maxKey, size_t count) { return maxKey < 4 * static_cast<uint64_t>(count) + 4096; }
     // The entries in an array of `size` keys; the table must be in hash form
     // (or empty), and every held key below `size`.
@@ -299,11 +317,7 @@ private:
         for (size_t n = slots; n > 1; n >>= 1) --ivShift;
         for (const Slot &slot : old)
             if (slot.key != kFree) *probe(slot.key) = slot;
-        for (size_t w = 0; w < ivHeld.size(); ++w)
-            for (uint64_t bits = ivHeld[w]; bits != 0; bits &= bits - 1) {
-                const uint64_t key = (static_cast<uint64_t>(w) << 6) + static_cast<uint64_t>(__builtin_ctzll(bits));
-                *probe(key) = Slot{key, ivDense[key]};
-            }
+        forEachHeld([&](uint64_t key) { *probe(key) = Slot{key, ivDense[key]}; });
         std::vector<V>().swap(ivDense);
         std::vector<uint64_t>().swap(ivHeld);
     }

@@ -51,9 +51,7 @@ void KVORADIFData::findRowCaller(uint64_t caller)
         ivCallerEnteredFresh.assign(rowSums.size(), 0);
         ivCallersEnteredFresh = 0;
     }
-    size_t at = ivRowSumAt < rowSums.size() && rowSums.key(ivRowSumAt) < caller
-                    ? rowSums.lowerBound(caller, ivRowSumAt)
-                    : rowSums.lowerBound(caller);
+    size_t at = rowSums.seek(caller, ivRowSumAt);
     if (!rowSums.holds(at, caller)) {
         at = rowSums.entryAt(caller);
         ivCallerEnteredFresh.insert(ivCallerEnteredFresh.begin() + static_cast<std::ptrdiff_t>(at), 0);
@@ -62,8 +60,7 @@ void KVORADIFData::findRowCaller(uint64_t caller)
     ivRowCallerRowSum = rowSums.value(at);
 
     const RealMap &fresh = ivModel1Num2FreshEnergyMap;
-    const size_t freshAt = ivFreshAt < fresh.size() && fresh.key(ivFreshAt) < caller ? fresh.lowerBound(caller, ivFreshAt)
-                                                                                     : fresh.lowerBound(caller);
+    const size_t freshAt = fresh.seek(caller, ivFreshAt);
     ivFreshAt = freshAt;
     if (fresh.holds(freshAt, caller)) {
         ivRowCallerFresh = fresh.value(freshAt);
