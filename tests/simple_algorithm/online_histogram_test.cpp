@@ -3,6 +3,9 @@
 // two array histograms adds counts and melts back to the capacity.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <map>
+#include <random>
 #include <sstream>
 
 #include "simple_algorithm/kvora_online_histogram.h"
@@ -26,6 +29,35 @@ void roundTrip(const T &in, T &out, KVORA_ENV env) {
     KVORABinObjReader reader(&blob);
     kvoraRead(reader, out, env);
 }
+
+// The melting rule in its plainest form: a walk over every adjacent pair.
+struct WalkedHistogram {
+    int32_t capacity;
+    std::map<double, int32_t> bins;
+    void meltClosest() {
+        auto best = bins.begin(), previous = bins.begin();
+        double bestGap = std::next(previous)->first - previous->first;
+        for (auto current = std::next(previous); current != bins.end(); previous = current, ++current) {
+            if (current->first - previous->first < bestGap) {
+                bestGap = current->first - previous->first;
+                best = previous;
+            }
+        }
+        const auto second = std::next(best);
+        const double x = (best->first * best->second + second->first * second->second) / (best->second + second->second);
+        const int32_t c = best->second + second->second;
+        bins.erase(best, std::next(second));
+        bins[x] = c;
+    }
+    void add(double v) {
+        if (bins.count(v) != 0) {
+            ++bins[v];
+            return;
+        }
+        if (static_cast<int32_t>(bins.size()) >= capacity) meltClosest();
+        bins[v] = 1;
+    }
+};
 
 class OnlineHistogramTest : public ::testing::Test {
 protected:
@@ -160,6 +192,41 @@ TEST_F(OnlineHistogramTest, ArrayFormCrossesTheBinaryStream) {
     EXPECT_EQ(back.ivBinCounts[2], 2);
     EXPECT_EQ(back.getBinCount(), 0);  // the working map stays behind
     back.releasePrimitive(env);
+}
+
+TEST_F(OnlineHistogramTest, LongStreamsMeltAsTheWalkOverAllPairs) {
+    // Small whole numbers hit bins and tie on gaps all the time; spread reals
+    // melt at every value; both then go on after a merge has cut a union back.
+    std::mt19937 random(5);
+    for (int kind = 0; kind < 2; ++kind) {
+        WalkedHistogram walked{50, {}};
+        hist.setCapacity(50, env);
+        for (int i = 0; i < 20000; ++i) {
+            const double v = kind == 0 ? static_cast<double>(random() % 400) * 0.5
+                                       : std::ldexp(static_cast<double>(random()), -20) - 2000.0;
+            hist.addValue(v, env);
+            walked.add(v);
+        }
+        ASSERT_EQ(hist.getBins(), walked.bins) << kind;
+
+        hist.getHistogram(loc, cnt, env);
+        loc2.setSize(0, env);
+        cnt2.setSize(0, env);
+        for (int k = 0; k < 60; ++k) {
+            loc2.copyAppend(k * 3.0 + 0.125, env);
+            cnt2.copyAppend(k % 4 + 1, env);
+            walked.bins[k * 3.0 + 0.125] += k % 4 + 1;
+        }
+        hist.mergeHistograms(loc, cnt, loc2, cnt2, env);
+        while (static_cast<int32_t>(walked.bins.size()) > 50) walked.meltClosest();
+        ASSERT_EQ(hist.getBins(), walked.bins) << kind;
+        for (int i = 0; i < 5000; ++i) {
+            const double v = static_cast<double>(random() % 1000) * 0.25;
+            hist.addValue(v, env);
+            walked.add(v);
+        }
+        ASSERT_EQ(hist.getBins(), walked.bins) << kind;
+    }
 }
 
 }  // namespace

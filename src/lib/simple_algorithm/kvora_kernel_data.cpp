@@ -131,6 +131,7 @@ void KVORAKernelData::copyFromPrimitive(const KVORAObject *source, KVORA_ENV env
     ivKernelHistogramCounts.copyFrom(other->ivKernelHistogramCounts, env);
     ivKernelColSampleNumber.copyFrom(other->ivKernelColSampleNumber, env);
     ivSparseInputMatrix = other->ivSparseInputMatrix;
+    forgetOwnRows();
     ivSparseKernelMatrix = other->ivSparseKernelMatrix;
     ivOtherSamplesMap = other->ivOtherSamplesMap;
     traceEvent(40, "KVORAKernelData::copyFromPrimitive finished", 0, env);
@@ -155,6 +156,8 @@ void KVORAKernelData::transferFromPrimitive(KVORAObject *source, KVORA_ENV env)
     ivKernelColSampleNumber.transferFrom(other->ivKernelColSampleNumber, env);
     ivSparseInputMatrix.swap(other->ivSparseInputMatrix);
     other->ivSparseInputMatrix.clear();
+    forgetOwnRows();
+    other->forgetOwnRows();
     ivSparseKernelMatrix.swap(other->ivSparseKernelMatrix);
     other->ivSparseKernelMatrix.clear();
     ivOtherSamplesMap.swap(other->ivOtherSamplesMap);
@@ -225,6 +228,7 @@ void KVORAKernelData::readPrimitive(KVORAObjReader &reader, KVORA_ENV env)
     kvoraRead(reader, KVORA_KWD(ivOtherTargetMatrixPtr), ivOtherTargetMatrixPtr, env);
     kvoraRead(reader, KVORA_KWD(ivKernelMatrixPtr), ivKernelMatrixPtr, env);
     kvoraRead(reader, KVORA_KWD(ivSamplesCounter), ivSamplesCounter, env);
+    forgetOwnRows();
     traceEvent(40, "KVORAKernelData::readPrimitive finished", 0, env);
 }
 
@@ -250,6 +254,10 @@ void KVORAKernelData::releasePrimitive(KVORA_ENV env)
     ivSparseInputMatrix.clear();
     ivSparseKernelMatrix.clear();
     ivOtherSamplesMap.clear();
+    forgetOwnRows();
+    ivFlatStart = std::vector<size_t>();
+    ivFlatPlace = std::vector<int32_t>();
+    ivFlatValue = std::vector<double>();
     ivRow.reset(env);
     ivTarget.reset(env);
     ivMine.reset(env);

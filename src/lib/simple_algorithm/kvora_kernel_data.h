@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <ostream>
+#include <vector>
 
 #include "kvo/kv2ustra.h"
 #include "simple_algorithm/kvora_kernel_data_parameters.h"
@@ -127,8 +128,15 @@ public:
     int32_t ivDataStatus;
 
 private:
-    // mine(i): own sample i's input row, into `out`.
-    void mineRow(int32_t position, KVORAXaRay<double, 1> &out, KVORA_ENV env) const;
+    // mine(i): own sample i's input row, into `out`, as getSparseInputRow
+    // gives it in sparse mode. `dirty` belongs to `out`: the highest place
+    // that may hold a non-zero, so that only that far is cleared.
+    void mineRow(int32_t position, KVORAXaRay<double, 1> &out, int32_t &dirty, KVORA_ENV env);
+    // Lays the own samples' sparse rows out flat by position.
+    void makeFlatRows();
+    // Forgets the flat rows and the last own row; called wherever the own
+    // samples or their rows change.
+    void forgetOwnRows();
     // One kernel column: the other sample `row` at column j against the own samples.
     void computeColumn(const KVORAXaRay<double, 1> &row, uint64_t sampleNumber, int32_t j, KVORA_ENV env);
     int32_t sampleTraceEvent(int32_t level);
@@ -142,6 +150,21 @@ private:
     KVORAXaRay<double, 1> ivOther;
     KVORAXaRay<int32_t, 1> ivCandidates;
     int64_t ivComputedPairs;
+    int32_t ivMineDirty = 0;
+    int32_t ivOtherDirty = 0;
+
+    // The own samples' sparse rows by position, flat: row i's places and
+    // values (those of keys above 0, in the map's ascending order) are
+    // [ivFlatStart[i - 1], ivFlatStart[i]). Pairs read them per kernel value,
+    // so they are laid out once rather than found and walked in the nested
+    // maps every time. Valid while ivFlatRows is the number of own samples.
+    std::vector<size_t> ivFlatStart;
+    std::vector<int32_t> ivFlatPlace;
+    std::vector<double> ivFlatValue;
+    int32_t ivFlatRows = -1;
+    // The row of the last own record, since a sample's records come together.
+    uint64_t ivLastOwnSample = 0;
+    ColumnMap *ivLastOwnRow = nullptr;
 };
 
 // Enters the class under its model identifier, 8; the same entry is made

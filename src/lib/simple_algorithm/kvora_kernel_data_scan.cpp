@@ -38,12 +38,53 @@ void KVORAKernelData::getSparseInputRow(uint64_t sampleNumber, KVORAXaRay<double
         if (entry.first > 0.0) out[static_cast<int32_t>(entry.first)] = entry.second;
 }
 
-void KVORAKernelData::mineRow(int32_t position, KVORAXaRay<double, 1> &out, KVORA_ENV env) const
+void KVORAKernelData::forgetOwnRows()
 {
-    if (ivIsSparseData != 0)
-        getSparseInputRow(ivSamplesOrder[position], out, env);
-    else
+    ivFlatRows = -1;
+    ivLastOwnRow = nullptr;
+}
+
+void KVORAKernelData::makeFlatRows()
+{
+    const int32_t count = ivSamplesOrder.getSize();
+    ivFlatStart.assign(1, 0);
+    ivFlatPlace.clear();
+    ivFlatValue.clear();
+    for (int32_t i = 1; i <= count; ++i) {
+        const auto found = ivSparseInputMatrix.find(ivSamplesOrder[i]);
+        if (found != ivSparseInputMatrix.end()) {
+            for (const auto &entry : found->second) {
+                if (!(entry.first > 0.0)) continue;
+                ivFlatPlace.push_back(static_cast<int32_t>(entry.first));
+                ivFlatValue.push_back(entry.second);
+            }
+        }
+        ivFlatStart.push_back(ivFlatPlace.size());
+    }
+    ivFlatRows = count;
+}
+
+void KVORAKernelData::mineRow(int32_t position, KVORAXaRay<double, 1> &out, int32_t &dirty, KVORA_ENV env)
+{
+    if (ivIsSparseData == 0) {
         ivMyInputMatrixPtr->getRow(position, out, env);
+        dirty = out.getSize();
+        return;
+    }
+    if (ivFlatRows != ivSamplesOrder.getSize()) makeFlatRows();
+    const int32_t size = static_cast<int32_t>(ivColumnNum);
+    if (out.getSize() != size) {
+        out.setSize(size, env);
+        dirty = size;
+    }
+    for (int32_t k = 1; k <= dirty && k <= size; ++k) out[k] = 0.0;
+    dirty = 0;
+    const size_t end = ivFlatStart[static_cast<size_t>(position)];
+    for (size_t e = ivFlatStart[static_cast<size_t>(position) - 1]; e < end; ++e) {
+        const int32_t place = ivFlatPlace[e];
+        out[place] = ivFlatValue[e];
+        if (place > dirty) dirty = place;
+    }
 }
 
 void KVORAKernelData::appendOwnSample(uint64_t sampleNumber, KVORA_ENV env)
@@ -100,7 +141,12 @@ void KVORAKernelData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXa
             ivMyInputMatrixPtr->addRow(row, env);
         } else {
             KVORA_ASSERT_CAUSE(row.getSize() >= 2, "A sparse record needs a column and a value");
-            ivSparseInputMatrix[sample][row[1]] = row[2];
+            if (ivLastOwnRow == nullptr || ivLastOwnSample != sample) {
+                ivLastOwnRow = &ivSparseInputMatrix[sample];
+                ivLastOwnSample = sample;
+            }
+            (*ivLastOwnRow)[row[1]] = row[2];
+            ivFlatRows = -1;
             if (row[1] > ivColumnNum) ivColumnNum = row[1];
         }
         break;
@@ -125,8 +171,11 @@ void KVORAKernelData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXa
         // Serves queries: the sample's own row and target, if it is one.
         for (int32_t i = 1; i <= ivSamplesOrder.getSize(); ++i) {
             if (ivSamplesOrder[i] != sample) continue;
-            mineRow(i, ivMine, env);
-            if (i <= ivMyTargetMatrixPtr->getRowNum()) ivMyTargetMatrixPtr->getRow(i, ivOther, env);
+            mineRow(i, ivMine, ivMineDirty, env);
+            if (i <= ivMyTargetMatrixPtr->getRowNum()) {
+                ivMyTargetMatrixPtr->getRow(i, ivOther, env);
+                ivOtherDirty = ivOther.getSize();
+            }
             break;
         }
         break;
@@ -150,7 +199,7 @@ void KVORAKernelData::computeColumn(const KVORAXaRay<double, 1> &row, uint64_t s
         if (dense.getRowNum() == 0 && dense.getColumnNum() == 0) dense.setSize(count, 1, 0.0, env);
         dense.resizeKeeping(ivFirstKernelCol + count, j, env);
         for (int32_t i = 1; i <= count; ++i) {
-            mineRow(i, ivMine, env);
+            mineRow(i, ivMine, ivMineDirty, env);
             dense.at(ivFirstKernelCol + i, j) = kernel.ComputeKernel(ivMine, row, ivSamplesOrder[i], sampleNumber);
             ++ivComputedPairs;
         }
@@ -159,7 +208,7 @@ void KVORAKernelData::computeColumn(const KVORAXaRay<double, 1> &row, uint64_t s
 
     if (ivFilterSimilarities == 0) {
         for (int32_t i = 1; i <= count; ++i) {
-            mineRow(i, ivMine, env);
+            mineRow(i, ivMine, ivMineDirty, env);
             const double value = kernel.ComputeKernel(ivMine, row, ivSamplesOrder[i], sampleNumber);
             ++ivComputedPairs;
             if (value >= ivSparsityThreshold)
@@ -173,7 +222,7 @@ void KVORAKernelData::computeColumn(const KVORAXaRay<double, 1> &row, uint64_t s
     for (int32_t k = 1; k <= listed; ++k) {
         const int32_t i = ivCandidates[k];
         if (i <= 0) continue;
-        mineRow(i, ivMine, env);
+        mineRow(i, ivMine, ivMineDirty, env);
         const double value = kernel.ComputeKernel(ivMine, row, ivSamplesOrder[i], sampleNumber);
         ++ivComputedPairs;
         if (value >= ivSparsityThreshold)
@@ -190,6 +239,7 @@ void KVORAKernelData::finishIteration(KVORA_ENV env)
         if (n > 1) {
             ivMyInputMatrixPtr.create(env);
             ivSparseInputMatrix.clear();
+            forgetOwnRows();
             if (ivCurComputeIteration == 1) {
                 ivOtherSamplesMap.clear();
                 for (int32_t j = 1; j <= ivOtherSamplesOrder.getSize(); ++j) ivOtherSamplesMap[ivOtherSamplesOrder[j]] = j;
@@ -199,6 +249,7 @@ void KVORAKernelData::finishIteration(KVORA_ENV env)
         for (int32_t i = 1; i <= ivSamplesOrder.getSize(); ++i) ivKernelColSampleNumber.copyAppend(ivSamplesOrder[i], env);
         ivSamplesNum = 0;
         ivSamplesOrder.setSize(0, env);
+        forgetOwnRows();
     }
     if (ivIsSparseKernel == 1) {
         if (ivDataStatus == InputMySamples && (n == 1 || ivCurComputeIteration == 1))

@@ -47,8 +47,8 @@ void KVORAKernelData::buildSelfKernelValuesHistogram(KVORA_ENV env)
         while (k < total) {
             const int32_t a = static_cast<int32_t>(k / n);
             const int32_t b = static_cast<int32_t>(k % n);
-            mineRow(a + 1, ivMine, env);
-            mineRow(b + 1, ivOther, env);
+            mineRow(a + 1, ivMine, ivMineDirty, env);
+            mineRow(b + 1, ivOther, ivOtherDirty, env);
             histogram->addValue(kernel.ComputeKernel(ivMine, ivOther, ivSamplesOrder[a + 1], ivSamplesOrder[b + 1]),
                                 env);
             k += static_cast<int64_t>(kvoraRand15() * (1.0 / 32768.0) * 2.0 * s);
@@ -56,13 +56,13 @@ void KVORAKernelData::buildSelfKernelValuesHistogram(KVORA_ENV env)
     } else {
         int64_t count = 0;
         for (int32_t i = 1; i <= n; ++i) {
-            mineRow(i, ivMine, env);
+            mineRow(i, ivMine, ivMineDirty, env);
             if (ivIsSparseData != 0 && ivMine.getSize() == 0) continue;
             if (kernel.filterCandidates(ivCandidates, ivMine, env) != 2) continue;
             for (int32_t c = 1; c <= ivCandidates.getSize(); ++c) {
                 const int32_t p = ivCandidates[c];
                 if (p <= 0) continue;
-                mineRow(p, ivOther, env);
+                mineRow(p, ivOther, ivOtherDirty, env);
                 histogram->addValue(kernel.ComputeKernel(ivMine, ivOther, ivSamplesOrder[i], ivSamplesOrder[p]),
                                     env);
                 ++count;

@@ -33,6 +33,7 @@ void KVORAKernelFunctionFriends::copyFromPrimitive(const KVORAObject *source, KV
     ivNormalizingFactor = other->ivNormalizingFactor;
     ivFilterSamplesMap = other->ivFilterSamplesMap;
     ivFilterSamplesCount = other->ivFilterSamplesCount;
+    makeIndex();
 }
 
 void KVORAKernelFunctionFriends::transferFromPrimitive(KVORAObject *source, KVORA_ENV env) {
@@ -44,6 +45,12 @@ void KVORAKernelFunctionFriends::transferFromPrimitive(KVORAObject *source, KVOR
     ivNormalizingFactor = other->ivNormalizingFactor;
     ivFilterSamplesMap.swap(other->ivFilterSamplesMap);
     other->ivFilterSamplesMap.clear();
+    ivIndexKeys.swap(other->ivIndexKeys);
+    ivIndexPositions.swap(other->ivIndexPositions);
+    ivIndexEntries = other->ivIndexEntries;
+    other->ivIndexKeys.clear();
+    other->ivIndexPositions.clear();
+    other->ivIndexEntries = 0;
     ivFilterSamplesCount = other->ivFilterSamplesCount;
 }
 
@@ -64,6 +71,9 @@ void KVORAKernelFunctionFriends::writePrimitive(KVORAObjWriter &writer, KVORA_EN
 void KVORAKernelFunctionFriends::releasePrimitive(KVORA_ENV env) {
     ivFilterSamplesMap.clear();
     ivFilterSamplesCount = 0;
+    ivIndexKeys = std::vector<uint64_t>();
+    ivIndexPositions = std::vector<int32_t>();
+    ivIndexEntries = 0;
     ivListedMark.reset(env);
     KVORAKernelFunction::releasePrimitive(env);
 }
@@ -171,10 +181,46 @@ void KVORAKernelFunctionFriends::prepareFilter(const KVORAXaRay<uint64_t, 1> &sa
     const int32_t n = samples.getSize();
     for (int32_t i = 1; i <= n; ++i, ++position) ivFilterSamplesMap.emplace(samples[i], position);
     ivFilterSamplesCount = position;
+    makeIndex();
     // One mark per position, cleared; the call counter starts again.
     ivListedMark.setSize(0, env);
     ivListedMark.setSize(position, env);
     ivListedCall = 0;
+}
+
+namespace {
+
+size_t slotOf(uint64_t key, size_t mask) { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 20) & mask; }
+
+}  // namespace
+
+void KVORAKernelFunctionFriends::makeIndex() {
+    size_t capacity = 16;
+    while (capacity < 2 * ivFilterSamplesMap.size()) capacity *= 2;
+    ivIndexKeys.assign(capacity, 0);
+    ivIndexPositions.assign(capacity, 0);
+    ivIndexEntries = 0;
+    for (const auto &entry : ivFilterSamplesMap) {
+        // A position outside 1.. could not be told from a free slot; the map
+        // serves such a filter alone.
+        if (entry.second < 1) {
+            ivIndexEntries = static_cast<size_t>(-1);
+            return;
+        }
+        size_t slot = slotOf(entry.first, capacity - 1);
+        while (ivIndexPositions[slot] != 0) slot = (slot + 1) & (capacity - 1);
+        ivIndexKeys[slot] = entry.first;
+        ivIndexPositions[slot] = entry.second;
+        ++ivIndexEntries;
+    }
+}
+
+int32_t KVORAKernelFunctionFriends::positionOf(uint64_t key) const {
+    const size_t mask = ivIndexKeys.size() - 1;
+    for (size_t slot = slotOf(key, mask);; slot = (slot + 1) & mask) {
+        const int32_t position = ivIndexPositions[slot];
+        if (position == 0 || ivIndexKeys[slot] == key) return position;
+    }
 }
 
 int32_t KVORAKernelFunctionFriends::filterCandidates(KVORAXaRay<int32_t, 1> &positions, const KVORAKernelVector &vec,
@@ -187,6 +233,7 @@ int32_t KVORAKernelFunctionFriends::filterCandidates(KVORAXaRay<int32_t, 1> &pos
         ivListedCall = 1;
     }
     int32_t listed = 0;
+    const bool indexed = !ivIndexKeys.empty() && ivIndexEntries == ivFilterSamplesMap.size();
     for (int32_t column = 1; column <= n; ++column) {
         const double element = vec[column];
         if (element == ivEmptyMarker) continue;
@@ -199,9 +246,15 @@ int32_t KVORAKernelFunctionFriends::filterCandidates(KVORAXaRay<int32_t, 1> &pos
         } else {
             key = static_cast<uint64_t>(column);
         }
-        const auto found = ivFilterSamplesMap.find(key);
-        if (found == ivFilterSamplesMap.end()) continue;
-        const int32_t position = found->second;
+        int32_t position;
+        if (indexed) {
+            position = positionOf(key);
+            if (position == 0) continue;
+        } else {
+            const auto found = ivFilterSamplesMap.find(key);
+            if (found == ivFilterSamplesMap.end()) continue;
+            position = found->second;
+        }
         if (position >= 1 && position <= ivListedMark.getSize()) {
             if (ivListedMark[position] == ivListedCall) continue;
             ivListedMark[position] = ivListedCall;

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <map>
+#include <vector>
 
 #include "simple_algorithm/kvora_kernel_functions.h"
 
@@ -54,4 +55,16 @@ private:
     // a position is listed once per call without a set made per call.
     KVORAXaRay<uint32_t, 1> ivListedMark;
     uint32_t ivListedCall;
+
+    // ivFilterSamplesMap again as an open-addressed table (position 0 marks
+    // a free slot; positions start at 1), since filterCandidates looks up
+    // every element of every row and a tree walk per element dominated the
+    // kernel. Made wherever the map is made; used while it holds as many
+    // entries as the map.
+    std::vector<uint64_t> ivIndexKeys;
+    std::vector<int32_t> ivIndexPositions;
+    size_t ivIndexEntries = 0;
+    void makeIndex();
+    // The position of `key`, or 0 when it is not an own sample.
+    int32_t positionOf(uint64_t key) const;
 };

@@ -2,6 +2,8 @@
 // array histograms together.
 #include "simple_algorithm/kvora_online_histogram.h"
 
+#include <cmath>
+
 #include "util/kvora_debug.h"
 #include "util/kvora_objio.h"
 
@@ -18,6 +20,7 @@ void KVORAOnlineHistogramData::copyFromPrimitive(const KVORAObject *source, KVOR
     const KVORAOnlineHistogramData *other = static_cast<const KVORAOnlineHistogramData *>(source);
     ivNumberOfBins = other->ivNumberOfBins;
     ivHistogram = other->ivHistogram;
+    forgetGaps();
     ivBinLocations.copyFrom(other->ivBinLocations, env);
     ivBinCounts.copyFrom(other->ivBinCounts, env);
 }
@@ -29,6 +32,8 @@ void KVORAOnlineHistogramData::transferFromPrimitive(KVORAObject *source, KVORA_
     ivNumberOfBins = other->ivNumberOfBins;
     ivHistogram.swap(other->ivHistogram);
     other->ivHistogram.clear();
+    forgetGaps();
+    other->forgetGaps();
     ivBinLocations.transferFrom(other->ivBinLocations, env);
     ivBinCounts.transferFrom(other->ivBinCounts, env);
 }
@@ -51,6 +56,7 @@ void KVORAOnlineHistogramData::releasePrimitive(KVORA_ENV env) {
     ivBinLocations.reset(env);
     ivBinCounts.reset(env);
     ivHistogram.clear();
+    forgetGaps();
     ivSpareNode = std::map<double, int32_t>::node_type();
     KVORASimpleAlgorithmAbstractData::releasePrimitive(env);
 }
@@ -58,6 +64,35 @@ void KVORAOnlineHistogramData::releasePrimitive(KVORA_ENV env) {
 void KVORAOnlineHistogramData::setCapacity(int32_t capacity, KVORA_ENV env) {
     ivNumberOfBins = capacity;
     ivHistogram.clear();
+    forgetGaps();
+}
+
+void KVORAOnlineHistogramData::forgetGaps() {
+    ivGaps.clear();
+    ivGapsState = GapsNotMade;
+}
+
+void KVORAOnlineHistogramData::addGapAfter(std::map<double, int32_t>::const_iterator lower) {
+    const auto upper = std::next(lower);
+    if (upper == ivHistogram.end()) return;
+    const double gap = upper->first - lower->first;
+    if (std::isnan(gap)) {
+        forgetGaps();
+        ivGapsState = GapsWalked;
+        return;
+    }
+    ivGaps.emplace(gap, lower->first);
+}
+
+void KVORAOnlineHistogramData::removeGapAfter(std::map<double, int32_t>::const_iterator lower) {
+    const auto upper = std::next(lower);
+    if (upper != ivHistogram.end()) ivGaps.erase(std::make_pair(upper->first - lower->first, lower->first));
+}
+
+void KVORAOnlineHistogramData::makeGaps() {
+    ivGaps.clear();
+    ivGapsState = GapsKept;
+    for (auto bin = ivHistogram.cbegin(); bin != ivHistogram.cend() && ivGapsState == GapsKept; ++bin) addGapAfter(bin);
 }
 
 void KVORAOnlineHistogramData::putBin(double location, int32_t count) {
@@ -81,25 +116,47 @@ void KVORAOnlineHistogramData::addValue(double value, KVORA_ENV env) {
         return;
     }
     if (static_cast<int64_t>(ivHistogram.size()) >= ivNumberOfBins) mergeClosestBins(env);
+    if (ivGapsState != GapsKept) {
+        putBin(value, 1);
+        return;
+    }
+    // The new bin splits the gap of the two bins around it.
+    auto after = ivHistogram.lower_bound(value);
+    if (after != ivHistogram.begin() && after != ivHistogram.end()) removeGapAfter(std::prev(after));
     putBin(value, 1);
+    const auto bin = ivHistogram.find(value);
+    if (bin != ivHistogram.begin()) addGapAfter(std::prev(bin));
+    if (ivGapsState == GapsKept) addGapAfter(bin);
 }
 
 void KVORAOnlineHistogramData::mergeClosestBins(KVORA_ENV env) {
     // With fewer than two bins there is no pair to melt; the capacity is at
     // least 2 in all uses, so this is a broken invariant, not an input.
     KVORA_ASSERT(ivHistogram.size() >= 2);
+    if (ivGapsState == GapsNotMade) makeGaps();
     auto best = ivHistogram.begin();
-    auto previous = ivHistogram.begin();
-    auto current = std::next(previous);
-    double bestGap = current->first - previous->first;
-    for (; current != ivHistogram.end(); previous = current, ++current) {
-        const double gap = current->first - previous->first;
-        if (gap < bestGap) {
-            bestGap = gap;
-            best = previous;
+    if (ivGapsState == GapsKept) {
+        best = ivHistogram.find(ivGaps.begin()->second);
+    } else {
+        auto previous = ivHistogram.begin();
+        auto current = std::next(previous);
+        double bestGap = current->first - previous->first;
+        for (; current != ivHistogram.end(); previous = current, ++current) {
+            const double gap = current->first - previous->first;
+            if (gap < bestGap) {
+                bestGap = gap;
+                best = previous;
+            }
         }
     }
     auto second = std::next(best);
+    const bool keepGaps = ivGapsState == GapsKept;
+    if (keepGaps) {
+        // The gaps that touch the pair go; the melted bin's come back below.
+        if (best != ivHistogram.begin()) removeGapAfter(std::prev(best));
+        removeGapAfter(best);
+        removeGapAfter(second);
+    }
     const double x1 = best->first, x2 = second->first;
     const int32_t c1 = best->second, c2 = second->second;
     const double location = (x1 * c1 + x2 * c2) / (c1 + c2);
@@ -111,12 +168,23 @@ void KVORAOnlineHistogramData::mergeClosestBins(KVORA_ENV env) {
     if (ivSpareNode.empty()) ivSpareNode = std::move(first);
     putBin(location, count);
     if (ivSpareNode.empty()) ivSpareNode = std::move(spare);
+    if (!keepGaps) return;
+    if (!(location >= x1 && location <= x2)) {
+        // Rounding put the mean outside the pair, among other bins: the
+        // gaps are made again from the bins at the next melt.
+        forgetGaps();
+        return;
+    }
+    const auto bin = ivHistogram.find(location);
+    if (bin != ivHistogram.begin()) addGapAfter(std::prev(bin));
+    if (ivGapsState == GapsKept) addGapAfter(bin);
 }
 
 void KVORAOnlineHistogramData::mergeHistograms(KVORAXaRay<double, 1> &locations, KVORAXaRay<int32_t, 1> &counts,
                                                const KVORAXaRay<double, 1> &otherLocations,
                                                const KVORAXaRay<int32_t, 1> &otherCounts, KVORA_ENV env) {
     ivHistogram.clear();
+    forgetGaps();
     const int32_t n = locations.getSize() < counts.getSize() ? locations.getSize() : counts.getSize();
     for (int32_t i = 1; i <= n; ++i) ivHistogram[locations[i]] = counts[i];
     const int32_t m =

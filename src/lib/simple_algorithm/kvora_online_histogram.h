@@ -8,6 +8,8 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
+#include <utility>
 
 #include "util/kvora_env.h"
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
@@ -60,4 +62,19 @@ private:
     // Enters a bin by assignment, reusing a spare node when there is one.
     void putBin(double location, int32_t count);
     std::map<double, int32_t>::node_type ivSpareNode;
+
+    // The gaps between neighbouring bins as (gap, lower location), so that
+    // the first is the pair that the walk of mergeClosestBins would pick
+    // (smallest gap, then lowest). A full histogram melts once per new value;
+    // the walk made that a thousand steps a value. Made on the first melt
+    // and kept up by adding and melting; a not-a-number gap has no order, so
+    // then the walk serves until the bins are emptied.
+    enum { GapsNotMade, GapsKept, GapsWalked };
+    std::set<std::pair<double, double>> ivGaps;
+    int32_t ivGapsState = GapsNotMade;
+    void forgetGaps();
+    void makeGaps();
+    // Enters the gap after the bin at `lower`, when there is a next bin.
+    void addGapAfter(std::map<double, int32_t>::const_iterator lower);
+    void removeGapAfter(std::map<double, int32_t>::const_iterator lower);
 };
