@@ -2,13 +2,15 @@
 // weighted caller/callee matrix and spreads along its edges, pass after pass,
 // until the largest change of a node's energy settles.
 //
-// Every sum lives in two forms: an ordered map while a pass fills it (records
-// come in any order) and a pair of one-based arrays, values and ascending node
+// Every sum lives in two forms: a node map (node numbers and values in sorted
+// arrays, filled in a pass through a table keyed by node, since records come
+// in any order) and a pair of one-based arrays, values and ascending node
 // numbers, between passes and on the wire. Only the arrays of the present
 // phase cross between processes; the maps stay where they were built. The
-// implementation is split over several source files by subject: object base
-// and messages (kvora_DIF.cpp), parameters and seed file (_open), the row scan
-// (_scan), the passes and merges (_iteration), and the results (_output).
+// memory of either form grows with the nodes reached, never with the records.
+// The implementation is split over several source files by subject: object
+// base and messages (kvora_DIF.cpp), parameters and seed file (_open), the row
+// scan (_scan), the passes and merges (_iteration), and the results (_output).
 #pragma once
 
 #include <algorithm>
