@@ -1,8 +1,9 @@
 // Bad input seen from outside, on diffusion runs: data files that are empty,
 // cut short or ragged at the end; description files with wrong words, blank
-// lines or no final line feed; parameter files the reader refuses; seed files
-// with binary bytes and huge numbers; results and reports that can't be
-// written. Each ends with its numbered report and status, or with its
+// lines, over-long lines or no final line feed; parameter files the reader
+// refuses; seed files with binary bytes, huge numbers and over-long lines;
+// results and reports that can't be written. Group analysis runs have their
+// own file. Each ends with its numbered report and status, or with its
 // warning and a correct run, and none may hang: every run has a time limit.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -157,6 +158,9 @@ TEST(BadDescription, WrongWordsAndBlankLinesFailTheirAssertion) {
         {"caller Numeric LineNumber\n\ncallee Numeric Explanatory\nweight Numeric Explanatory\n",
          "Unknown attribute type"},
         {"caller Numeric LineNumber\ncallee Numeric Explanatory\nweight\n", "Unknown attribute type"},
+        // Over the line limit: the end, whatever its words, and no hang.
+        {"caller Numeric LineNumber " + std::string(1000, 'x') + "\ncallee Numeric Explanatory\n"
+         "weight Numeric Explanatory\n", ""},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.first);
@@ -209,6 +213,11 @@ TEST(BadParams, TextTheReaderRefusesIs2303) {
         "<QRVInput>\n" + body + "<TagPrefix><x/>y</TagPrefix>\n</QRVInput>\n",
         "<QRVInput>\n" + body + "<TagPrefix>&#128;</TagPrefix>\n</QRVInput>\n",
         "<QRVInput>\n" + body + "<TagPrefix a=\"\"/>\n</QRVInput>\n",
+        "<QRVInput>\n" + body + "<TagPrefix a=1/>\n</QRVInput>\n",
+        "<QRVInput>\n" + body + "<TagPrefix>a</TagPrefix>\n<TagPrefix>b</TagPrefix>\n</QRVInput>\n",
+        "<QRVInput>\n" + body + "<TagPrefix>a</Tagprefix>\n</QRVInput>\n",
+        "<QRVInput>\n" + body + "<TagPrefix>a&amp</TagPrefix>\n</QRVInput>\n",
+        "<QRVInput>\n" + body + "<TagPrefix>&nbsp;</TagPrefix>\n</QRVInput>\n",
     };
     for (const std::string &text : cases) {
         SCOPED_TRACE(text);
@@ -269,6 +278,22 @@ TEST(BadSeeds, BinaryBytesAndHugeNumbersAreWarnedAboutAndTheRunGoesOn) {
         EXPECT_EQ(lines[3].rfind("12345678901,", 0), 0u) << lines[3];
         EXPECT_EQ(lines[3].substr(lines[3].size() - 8), ",0,0,0,0");
     }
+}
+
+// A line longer than the reader's 79 characters would go round for ever:
+// it is refused with the long line's warning, by its line number, and the
+// reading goes on with the next line.
+TEST(BadSeeds, ALineOverTheLimitIsWarnedAboutAndTheNextLineIsRead) {
+    const std::string dir = prepare("caller,callee,weight\n1,2,5\n", "1\n" + std::string(100, '7') + "\n2\n");
+    const qrvtest::RunResult r = runDIF(dir, kKeys + kOneIteration, 1);
+    EXPECT_FALSE(r.timedOut);
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    const std::string w = "Warning: ignoring empty line or invalid numeric value - ";
+    EXPECT_TRUE(hasLine(r.out, "Warning;|5003;|2;|" + w + "2 ;|WarningEnd")) << r.out;
+    // The empty line behind the last line feed, after two seeds.
+    EXPECT_TRUE(hasLine(r.out, "Warning;|5003;|3;|" + w + "4 ;|WarningEnd")) << r.out;
+    // Seed 2 holds its own energy and what seed 1 passes on.
+    EXPECT_EQ(qrvtest::readFile(dir + "/result.csv"), kHeader + "1,0.5,0,1,0,5\n2,1.5,1,0,5,0\n");
 }
 
 // --- outputs that can't be written ----------------------------------------
