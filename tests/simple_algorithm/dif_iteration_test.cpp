@@ -195,6 +195,12 @@ TEST(DIFIteration, ADuplicateSeedCountsOnceButItsOldValueTwice) {
     const DiffusionRun run = runDiffusion(records, setup, 1);
     EXPECT_EQ(run.csv, kHeader + "1,0.5,0,1,0,5\n2,0.5,1,0,5,0\n");
     EXPECT_EQ(run.diffVal, 1.5);  // 0.5 - 1.0 - 1.0 on the seed
+
+    // Seeds out of order: each node's old value still counts once per line.
+    setup.seeds = {2, 1, 2};
+    const DiffusionRun unordered = runDiffusion(records, setup, 1);
+    EXPECT_EQ(unordered.csv, kHeader + "1,0.5,0,1,0,5\n2,1.5,1,0,5,0\n");
+    EXPECT_EQ(unordered.diffVal, 0.5);  // 1.5 - 1.0 - 1.0 on node 2
 }
 
 TEST(DIFIteration, FractionalAndNegativeWeightsAreTruncatedInTheWeightedDegrees) {
