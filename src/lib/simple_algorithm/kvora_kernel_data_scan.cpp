@@ -7,6 +7,7 @@
 #include "simple_algorithm/kvora_kernel_data.h"
 
 #include <iostream>
+#include <iterator>
 #include <sstream>
 
 #include "nelo-common/kvora_reports.h"
@@ -14,7 +15,12 @@
 
 void KVORAKernelData::setSparseKernelValue(uint64_t row, uint64_t column, double value)
 {
-    ivSparseKernelMatrix[row][column] = value;
+    KernelRow &kept = ivSparseKernelMatrix[row];
+    // A scan's columns rise, so a new value mostly goes after the row's last.
+    if (!kept.empty() && std::prev(kept.end())->first < column)
+        kept.emplace_hint(kept.end(), column, value);
+    else
+        kept[column] = value;
 }
 
 double KVORAKernelData::getSparseKernelValue(uint64_t row, uint64_t column) const
