@@ -116,13 +116,21 @@ void KVORADataPoint::beginRecord() {
 void KVORADataPoint::endRecord(KVORA_ENV env) {
     // A first loop without calls, since mostly no field takes the record.
     const int32_t active = ivActiveFields.getSize();
-    bool taken = false;
     if (active == 0) {
-        for (const Slot &slot : ivSlots) taken = taken || takesRecord(slot);
-    } else {
-        for (int32_t i = 1; i <= active; ++i) taken = taken || takesRecord(activeSlotAt(i));
+        for (const Slot &slot : ivSlots) {
+            if (takesRecord(slot)) {
+                passRecord(env);
+                return;
+            }
+        }
+        return;
     }
-    if (taken) passRecord(env);
+    for (int32_t i = 1; i <= active; ++i) {
+        if (takesRecord(activeSlotAt(i))) {
+            passRecord(env);
+            return;
+        }
+    }
 }
 
 void KVORADataPoint::passRecord(KVORA_ENV env) {
