@@ -658,10 +658,10 @@ TEST_F(DatasetTest, ReadsWhatTheLoaderWrites) {
                 KVORAField *x = o.dp->getField("x");
                 KVORAField *k = o.dp->getField("k");
                 EXPECT_EQ(o.num("id"), row + 1.0);
-                if (row == 0) EXPECT_EQ(x->getRealValue(), 0.5);
-                if (row == 1) EXPECT_EQ(x->isMissing(), 1);
-                if (row == 1) EXPECT_STREQ(k->getTextValue().c_str(), "4");
-                if (row == 2) EXPECT_EQ(k->isMissing(), 1);
+                if (row == 0) { EXPECT_EQ(x->getRealValue(), 0.5); }
+                if (row == 1) { EXPECT_EQ(x->isMissing(), 1); }
+                if (row == 1) { EXPECT_STREQ(k->getTextValue().c_str(), "4"); }
+                if (row == 2) { EXPECT_EQ(k->isMissing(), 1); }
             }
         }
         EXPECT_EQ(rows, range(0, 2));

@@ -163,7 +163,7 @@ TEST(DIFRun, EveryRefusedParameterEndsTheRunWithItsText) {
         SCOPED_TRACE(c.first);
         const qrvtest::RunResult r = runDIF(dir, c.first, 1);
         EXPECT_FALSE(r.timedOut);
-        EXPECT_EQ(r.status, 99);
+        EXPECT_EQ(qrvtest::processStatus(r), 99);
         EXPECT_NE(r.out.find(c.second + "\nTerminating NELO\n"), std::string::npos) << r.out;
         EXPECT_NE(r.out.find("Log;|0;|Ill termination of qrvexec;|LogEnd"), std::string::npos);
     }
@@ -192,7 +192,7 @@ TEST(DIFRun, BrokenRowsEndTheProcessWithTheirRowNumbers) {
                       .status,
                   0);
         const qrvtest::RunResult r = runDIF(dir, kKeys, 1);
-        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(qrvtest::processStatus(r), 1);
         EXPECT_EQ(r.err, c[1]);
         EXPECT_NE(r.out.find(c[2]), std::string::npos) << r.out;
         EXPECT_EQ(r.out.find("Terminating NELO"), std::string::npos);

@@ -240,7 +240,7 @@ TEST(KernelRun, AKernelOtherThanFriendsEndsTheRunOnTheMaster) {
     options.dir = dir;
     options.processes = 1;
     const qrvtest::RunResult run = qrvtest::run({QRV_KERNEL_PROBE, "params.xml", "friends", "model.xml"}, options);
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(qrvtest::processStatus(run), 1);
     EXPECT_NE(run.out.find("Error;|2204;|VORAKernelDataParameters::readParameters: only Friends Kernel is "
                            "supported;|ErrorEnd\n"),
               std::string::npos)

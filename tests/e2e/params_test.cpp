@@ -52,7 +52,7 @@ void expectFatal(const qrvtest::RunResult &r, int k, const std::vector<std::stri
                  const std::string &stream) {
     EXPECT_FALSE(r.timedOut);
     if (k == 1)
-        EXPECT_EQ(r.status, 99);
+        EXPECT_EQ(qrvtest::processStatus(r), 99);
     else
         EXPECT_NE(r.status, 0);
     const std::string &text = stream == "err" ? r.err : r.out;

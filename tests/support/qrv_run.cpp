@@ -73,8 +73,12 @@ RunResult run(const std::vector<std::string> &argvIn, const RunOptions &options)
     result.dir = options.dir.empty() ? makeTempDir("qrvrun") : options.dir;
 
     std::vector<std::string> argv;
+    std::string statusDir;
     if (options.processes > 0) {
-        argv = {mpiexecPath(), "-n", std::to_string(options.processes)};
+        // Each rank runs under a shell that notes the program's own status.
+        statusDir = makeTempDir("qrvstatus");
+        argv = {mpiexecPath(), "-n", std::to_string(options.processes), "/bin/sh", "-c",
+                "\"$0\" \"$@\"; s=$?; echo $s >\"$QRVRUN_STATUS_DIR/$PMI_RANK\"; exit $s"};
     }
     argv.insert(argv.end(), argvIn.begin(), argvIn.end());
 
@@ -98,6 +102,7 @@ RunResult run(const std::vector<std::string> &argvIn, const RunOptions &options)
         dup2(out, 1);
         dup2(err, 2);
         for (const auto &kv : options.env) setenv(kv.first.c_str(), kv.second.c_str(), 1);
+        if (!statusDir.empty()) setenv("QRVRUN_STATUS_DIR", statusDir.c_str(), 1);
         std::vector<char *> args;
         for (auto &a : argv) args.push_back(const_cast<char *>(a.c_str()));
         args.push_back(nullptr);
@@ -127,6 +132,13 @@ RunResult run(const std::vector<std::string> &argvIn, const RunOptions &options)
     else if (WIFSIGNALED(wstatus)) result.status = 128 + WTERMSIG(wstatus);
     result.out = readFile(outPath);
     result.err = readFile(errPath);
+    for (int rank = 0; rank < options.processes; ++rank) {
+        std::string path = statusDir + "/" + std::to_string(rank);
+        std::string text = readFile(path);
+        result.rankStatus.push_back(text.empty() ? -1 : std::atoi(text.c_str()));
+        unlink(path.c_str());
+    }
+    if (!statusDir.empty()) rmdir(statusDir.c_str());
     return result;
 }
 

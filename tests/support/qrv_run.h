@@ -16,6 +16,11 @@ struct RunResult {
     std::string out;        // standard output
     std::string err;        // standard error
     std::string dir;        // directory the command ran in
+    // Under the launcher: each process's own exit status, by rank (-1: none
+    // recorded). The launcher's own status for a process that ends without
+    // finalising MPI is racy: it may report 1 ("Hangup (signal 1)") for a
+    // process that ended with 99, so exact statuses are checked here.
+    std::vector<int> rankStatus;
 };
 
 struct RunOptions {
@@ -24,6 +29,12 @@ struct RunOptions {
     std::string dir;          // working directory; empty: a fresh temporary one
     std::map<std::string, std::string> env;  // added to the environment
 };
+
+// The exit status the program itself ended with: rank's own under the
+// launcher, else the run's.
+inline int processStatus(const RunResult &r, int rank = 0) {
+    return r.rankStatus.empty() ? r.status : r.rankStatus.at(rank);
+}
 
 // Paths of the programs under test, fixed at build time.
 std::string qrvexecPath();
