@@ -46,6 +46,18 @@ TEST(BlobStreams, WriterCountsAndFailure)
     EXPECT_EQ(bw.write("abc", 3), 0);
     EXPECT_NE(bw.status(), 0);
 
+    // A sink that takes four bytes: the count says exactly what went in.
+    struct FourBytes : std::streambuf {
+        char room[4];
+        FourBytes() { setp(room, room + 4); }
+    } four;
+    std::ostream small(&four);
+    KVOStreamBlobWriter sw(&small);
+    EXPECT_EQ(sw.write("abcdef", 6), 4);
+    EXPECT_EQ(std::string(four.room, 4), "abcd");
+    EXPECT_NE(sw.status(), 0);
+    EXPECT_EQ(sw.write("g", 1), 0);
+
     // The binary writer clears ivGood and fails on a broken sink.
     KVORABinObjWriter writer(&bw, 0);
     KVORAEnv *env = nullptr;
