@@ -400,6 +400,41 @@ TEST_F(DatasetTest, LineGroupsInTheGroupSampleAndTheSplitByLine) {
     EXPECT_GE(KVORABinaryInputDataset::skipCount(0.0), 0);
 }
 
+// Lines of 1 to 300 rows over several windows: each worker gets exactly the
+// rows of the lines it owns, wherever a line starts or ends against a window,
+// and values that truncate alike (7.2, 7.9) are one line.
+TEST_F(DatasetTest, TheSplitByLineAcrossWindows) {
+    std::vector<double> values;
+    std::vector<int64_t> lineOf;
+    uint64_t state = 12345;
+    for (int64_t line = 1; values.size() < 2 * 45000; ++line) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        // Lines of one row over the first two windows' ends (rows 12,500 and
+        // 25,000), so that windows also end where lines do.
+        const int rows = values.size() < 2 * 26000 ? 1 : 1 + static_cast<int>((state >> 33) % 300);
+        for (int r = 0; r < rows; ++r) {
+            // Fractions within a line; a negative line now and then.
+            const double magnitude = static_cast<double>(line) + (r % 2 == 0 ? 0.2 : 0.9);
+            const double value = line % 17 == 0 ? -magnitude : magnitude;
+            values.push_back(value);
+            values.push_back(static_cast<double>(r));
+            lineOf.push_back(line % 17 == 0 ? -line : line);
+        }
+    }
+    qrvtest::writeFile(dir, "w.info", "line Numeric LineNumber\nv Numeric Explanatory\n");
+    const std::string path = qrvtest::writeFile(dir, "w", bytesOf(values));
+    ASSERT_GT(values.size() * 8, 3u * KVORAPageReader::WindowBytes);
+    for (int32_t workers = 1; workers <= 4; ++workers) {
+        for (int32_t rank = 0; rank < workers; ++rank) {
+            std::vector<int64_t> expected;
+            for (size_t row = 0; row < lineOf.size(); ++row)
+                if (lineOf[row] % workers == rank) expected.push_back(static_cast<int64_t>(row));
+            Opened w(path, rank, workers);
+            EXPECT_EQ(w.pass(5), expected) << rank << " of " << workers;
+        }
+    }
+}
+
 namespace {
 
 // Columns id (line number), x, y, t (target); rows 11 (x 1.5, y 2.5, closing

@@ -376,6 +376,19 @@ int32_t KVORABinaryInputDataset::skipCount(double sampleRate) {
 
 int64_t KVORABinaryInputDataset::lineNumberOfRow() const { return truncToInt64(ivRecord[ivLineNumberIndex]); }
 
+void KVORABinaryInputDataset::skipRestOfLine() {
+    const double lineValue = ivRecord[ivLineNumberIndex];
+    const int64_t column = static_cast<int64_t>(ivLineNumberIndex) * 8;
+    for (;;) {
+        const char *bytes = ivPageReader->recordInWindow(ivCurrentRow, ivColumnCount);
+        if (bytes == nullptr) return;
+        const double value = KVORAPageReader::realAt(bytes + column);
+        if (value != lineValue && truncToInt64(value) != ivOwnedLine) return;
+        KVORAPageReader::passRecord(ivCurrentRow);
+        ++ivCurrentRow;
+    }
+}
+
 // ---- rows ----
 
 int64_t KVORABinaryInputDataset::getNextRecord(KVORADataPoint &dataPoint, KVORA_ENV env) {
@@ -410,6 +423,7 @@ int64_t KVORABinaryInputDataset::getNextRecord(KVORADataPoint &dataPoint, KVORA_
             if (!readRow(ivCurrentRow)) return -1;
             ++ivCurrentRow;
             if (ownsLine(lineNumberOfRow())) break;
+            skipRestOfLine();
         }
         break;
     case 7: {

@@ -94,6 +94,10 @@ private:
         return ivPageReader->readRecord(record, cvSparseRecordDoubles, ivRecord.data());
     }
     int64_t lineNumberOfRow() const;
+    // Passes over the rows that follow a row of a line this worker does not
+    // own, while they are of that line and in the reader's window, looking
+    // at their line number only.
+    void skipRestOfLine();
     // Whether the rows of a line number go to this worker. The rows of one
     // line come together, so the answer for the last line is kept.
     bool ownsLine(int64_t lineNumber) {

@@ -39,16 +39,12 @@ void KVORAPageReader::printRowNumber(int64_t row) {
     std::printf(" Row num = %lld\n", static_cast<long long>(row));
 }
 
-void KVORAPageReader::copyOut(const char *bytes, int32_t count, double *out) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+void KVORAPageReader::copyOutSwapped(const char *bytes, int32_t count, double *out) {
     for (int32_t i = 0; i < count; ++i) {
         uint64_t v = 0;
         for (int32_t b = 7; b >= 0; --b) v = (v << 8) | static_cast<uint8_t>(bytes[8 * i + b]);
         std::memcpy(out + i, &v, 8);
     }
-#else
-    std::memcpy(out, bytes, static_cast<size_t>(count) * 8);
-#endif
 }
 
 void KVORAPageReader::readWindow(const std::string &path, int64_t position, int64_t length) {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,7 @@ public:
     // Copies record `row` of `count` doubles (little-endian in the file) into
     // `out`. False when the record does not lie whole before the end of the data.
     bool readRecord(int64_t row, int32_t count, double *out) {
-        if (row > 0 && row % 5000000 == 0) printRowNumber(row);
+        passRecord(row);
         const int64_t bytes = static_cast<int64_t>(count) * 8;
         const int64_t offset = row * bytes;
         // A tail shorter than a record is not data.
@@ -47,6 +48,35 @@ public:
         return true;
     }
 
+    // The bytes of record `row` of `count` doubles when it lies whole in the
+    // present window and before the end of the data, else null (readRecord
+    // then refills). Looking costs nothing; a record taken this way is
+    // passed with passRecord, which says what readRecord would have said.
+    const char *recordInWindow(int64_t row, int32_t count) const {
+        const int64_t bytes = static_cast<int64_t>(count) * 8;
+        const int64_t offset = row * bytes;
+        if (ivBuffer == nullptr || offset < ivWindowFirst || offset + bytes - 1 > ivWindowLast) return nullptr;
+        if (offset >= ivTotalSize || bytes > ivTotalSize - offset) return nullptr;
+        return ivBuffer + (offset - ivWindowFirst);
+    }
+    static void passRecord(int64_t row) {
+        if (row > 0 && row % 5000000 == 0) printRowNumber(row);
+    }
+    // The double at `bytes`, little-endian in the file.
+    static double realAt(const char *bytes) {
+        double value;
+        copyOut(bytes, 1, &value);
+        return value;
+    }
+    // `count` doubles from the file's byte order into `out`.
+    static void copyOut(const char *bytes, int32_t count, double *out) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+        copyOutSwapped(bytes, count, out);
+#else
+        std::memcpy(out, bytes, static_cast<size_t>(count) * 8);
+#endif
+    }
+
     int64_t getWindowFirst() const { return ivWindowFirst; }
     int64_t getWindowLast() const { return ivWindowLast; }
     int32_t getPieceIndex() const { return ivPieceIndex; }
@@ -55,7 +85,7 @@ public:
 private:
     void refill(int64_t row, int64_t recordBytes, int64_t offset);
     static void printRowNumber(int64_t row);
-    static void copyOut(const char *bytes, int32_t count, double *out);
+    static void copyOutSwapped(const char *bytes, int32_t count, double *out);
     // Reads up to `length` bytes of `path` at `position` into the buffer;
     // a short read leaves zeros behind.
     void readWindow(const std::string &path, int64_t position, int64_t length);
