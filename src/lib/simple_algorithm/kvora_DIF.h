@@ -293,7 +293,10 @@ private:
             for (uint64_t bits = ivHeld[w]; bits != 0; bits &= bits - 1)
                 fn((static_cast<uint64_t>(w) << 6) + static_cast<uint64_t>(__builtin_ctzll(bits)));
     }
-    static bool denseFits(uint64_t maxKey, size_t count) { return maxKey < 4 * static_cast<uint64_t>(count) + 4096; }
+    // An array while it is at most four slots a key, or whatever the keys
+    // when it stays below a million slots (8 MB of doubles): a pass then
+    // never probes and rehashes a growing hash form on its way to the array.
+    static bool denseFits(uint64_t maxKey, size_t count) { return maxKey < 4 * static_cast<uint64_t>(count) + (1u << 20); }
     // The entries in an array of `size` keys; the table must be in hash form
     // (or empty), and every held key below `size`.
     void makeDense(uint64_t size)
