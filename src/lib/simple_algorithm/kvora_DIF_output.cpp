@@ -10,6 +10,7 @@
 #include "simple_algorithm/kvora_DIF.h"
 #include "util/kvora_atomicfile.h"
 #include "util/kvora_debug.h"
+#include "util/kvora_numtext.h"
 
 namespace {
 
@@ -83,9 +84,18 @@ void KVORADIFData::writeDataOutputFile(KVORA_ENV env)
 
     if (ivOutputFormat == 1) {
         out << "Number,DA_DiffusedEnergy,InDegree,OutDegree,WeightedInDegree,WeightedOutDegree\n";
+        // A line at a time, each number as the stream would write it.
+        char line[6 * kvoraNumTextRoom + 8];
         while (walk.next(node, r)) {
-            out << node << ',' << r.energy << ',' << r.inDegree << ',' << r.outDegree << ','
-                << r.weightedInDegree << ',' << r.weightedOutDegree << '\n';
+            char *at = kvoraIntText(line, node);
+            *at++ = ',';
+            at = kvoraRealText(at, r.energy);
+            for (int32_t degree : {r.inDegree, r.outDegree, r.weightedInDegree, r.weightedOutDegree}) {
+                *at++ = ',';
+                at = kvoraIntText(at, degree);
+            }
+            *at++ = '\n';
+            out.write(line, at - line);
         }
     } else if (ivOutputFormat == 0) {
         const std::string p(ivTagPrefix.c_str());
