@@ -19,6 +19,17 @@ int64_t KVOStreamBlobReader::read(void *buffer, int64_t count)
     if (ivStream == nullptr || count <= 0) {
         return 0;
     }
-    ivStream->read(static_cast<char *>(buffer), static_cast<std::streamsize>(count));
-    return static_cast<int64_t>(ivStream->gcount());
+    // Straight from the stream's buffer: the items of an object are a few
+    // bytes each, and a checked read per item cost more than the copy. A
+    // short read ends the stream as the stream's own read would.
+    std::streambuf *source = ivStream->rdbuf();
+    if (!ivStream->good() || source == nullptr) {
+        ivStream->setstate(std::ios::failbit);
+        return 0;
+    }
+    const int64_t got = static_cast<int64_t>(source->sgetn(static_cast<char *>(buffer), count));
+    if (got < count) {
+        ivStream->setstate(std::ios::eofbit | std::ios::failbit);
+    }
+    return got;
 }
