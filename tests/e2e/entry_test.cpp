@@ -52,12 +52,26 @@ TEST(Entry, WrongArgumentCountUnderTheLauncherFailsInEveryProcess) {
 }
 
 TEST(Entry, TheMasterAloneAnnouncesTheJobSize) {
+    // A run that succeeds: a failing master would have the launcher end the
+    // others, perhaps before they have said their first line.
+    const std::string dir = qrvtest::makeTempDir("qrventry");
+    qrvtest::writeFile(dir, "calls.csv", "caller,callee,weight\n1,2,5\n");
+    qrvtest::writeFile(dir, "seeds.txt", "1\n");
+    qrvtest::writeFile(dir, "dif.xml",
+                       "<QRVInput>\n<AlgorithmName>DIF</AlgorithmName>\n<Seed>seeds.txt</Seed>\n"
+                       "<OutputFileName>result.csv</OutputFileName>\n<MaxNumIterations>1</MaxNumIterations>\n"
+                       "</QRVInput>\n");
+    qrvtest::RunOptions load;
+    load.dir = dir;
+    ASSERT_EQ(qrvtest::run({qrvtest::qrvloadPath(), "graph", "calls.csv", "calls"}, load).status, 0);
     for (int k = 1; k <= 3; k += 2) {
         qrvtest::RunOptions options;
         options.processes = k;
         options.timeoutSeconds = 60;
-        qrvtest::RunResult r = qrvtest::run({qrvtest::qrvexecPath(), "a", "b", "c"}, options);
+        options.dir = dir;
+        qrvtest::RunResult r = qrvtest::run({qrvtest::qrvexecPath(), "dif.xml", "calls", "model.xml"}, options);
         EXPECT_FALSE(r.timedOut);
+        EXPECT_EQ(r.status, 0) << r.out << r.err;
         EXPECT_EQ(countLines(r.out, kVersionLine), k) << r.out;
         EXPECT_EQ(countLines(r.out, "There are " + std::to_string(k) + " processors for this job"), 1) << r.out;
         EXPECT_EQ(r.out.find("Main: usage"), std::string::npos) << r.out;
