@@ -27,6 +27,16 @@ int64_t KVOStreamBlobReader::read(void *buffer, int64_t count)
         ivStream->setstate(std::ios::failbit);
         return 0;
     }
+    if (count == 1) {
+        // The object reader's variable-length numbers come a byte at a time.
+        const std::streambuf::int_type c = source->sbumpc();
+        if (std::streambuf::traits_type::eq_int_type(c, std::streambuf::traits_type::eof())) {
+            ivStream->setstate(std::ios::eofbit | std::ios::failbit);
+            return 0;
+        }
+        *static_cast<char *>(buffer) = std::streambuf::traits_type::to_char_type(c);
+        return 1;
+    }
     const int64_t got = static_cast<int64_t>(source->sgetn(static_cast<char *>(buffer), count));
     if (got < count) {
         ivStream->setstate(std::ios::eofbit | std::ios::failbit);
