@@ -78,15 +78,10 @@ TEST_F(DIFOpenTest, DefaultsAreAnnouncedInTheOrderOfTheKeys) {
         "find seed file: [" + seedPath + "]\n"
         "Warning;|5003;|2;|Warning: ignoring empty line or invalid numeric value - 2 ;|WarningEnd\n";
     EXPECT_EQ(out, expected);
-    EXPECT_EQ(data().ivIsSparse, 1);
     EXPECT_EQ(data().ivSpreadCoefficient, 0.5);
     EXPECT_EQ(data().ivEpsilon, 0.01);
     EXPECT_EQ(data().ivMaxNumIterations, 100);
-    EXPECT_EQ(data().ivVerbosityLvl, 1);
-    EXPECT_EQ(data().ivOutputFormat, 1);
     EXPECT_EQ(data().ivDiffVal, 100000.0);
-    EXPECT_EQ(data().ivState, 0);
-    EXPECT_TRUE(data().ivTagPrefix.isEmpty());
 }
 
 TEST_F(DIFOpenTest, PresentKeysAreAnnouncedWithTheirValues) {
@@ -115,59 +110,36 @@ TEST_F(DIFOpenTest, PresentKeysAreAnnouncedWithTheirValues) {
     // feed, so no warning follows.
     EXPECT_EQ(lines, expected);
     EXPECT_EQ(data().ivMaxNumIterations, 16);
-    EXPECT_EQ(data().ivVerbosityLvl, 16);
     EXPECT_EQ(data().ivSpreadCoefficient, 0.999);
     EXPECT_EQ(data().ivEpsilon, 0.0025);
     EXPECT_EQ(std::string(data().ivTagPrefix.c_str()), "dif_");
-    EXPECT_EQ(std::string(data().ivOutputFileName.c_str()), "r.csv");
 }
 
-struct Refusal {
-    std::string keys;  // besides Seed and OutputFileName, unless they are the subject
-    bool withSeedAndOutput;
-    std::string text;
-};
-
 TEST_F(DIFOpenTest, EveryIllegalValueEndsTheRunWithItsText) {
-    const std::vector<Refusal> refusals = {
-        {"<isSparseData>2</isSparseData>\n", true,
+    // The end-to-end runs hold one case per text; these are the edges of each rule.
+    const std::string range = "KVORADIFData::open: Illegal value. Spreading coefficient must be in the range (0,1)";
+    const std::string positive = "KVORADIFData::open: Illegal value. Maximal number of iterations must be a positive integer";
+    const std::vector<std::pair<std::string, std::string>> refusals = {  // keys, text
+        {"<isSparseData>1abc</isSparseData>\n",
          "KVORADIFData::open: illegal value: isSparseData flag must be 0 or 1 "},
-        {"<isSparseData>1abc</isSparseData>\n", true,
-         "KVORADIFData::open: illegal value: isSparseData flag must be 0 or 1 "},
-        {"<isSparseData>0</isSparseData>\n", true, "KVORADIFData::open: Data must be sparse!"},
-        {"<VerbosityLevel>101</VerbosityLevel>\n", true, "KVORACGAData::open, illegal verbosity level"},
-        {"<VerbosityLevel>-1</VerbosityLevel>\n", true, "KVORACGAData::open, illegal verbosity level"},
-        {"<VerbosityLevel>5x</VerbosityLevel>\n", true, "KVORACGAData::open, illegal verbosity level"},
-        {"<SpreadCoefficient>1</SpreadCoefficient>\n", true,
-         "KVORADIFData::open: Illegal value. Spreading coefficient must be in the range (0,1)"},
-        {"<SpreadCoefficient>0</SpreadCoefficient>\n", true,
-         "KVORADIFData::open: Illegal value. Spreading coefficient must be in the range (0,1)"},
-        {"<SpreadCoefficient>0.5x</SpreadCoefficient>\n", true,
-         "KVORADIFData::open: Illegal value. Spreading coefficient must be in the range (0,1)"},
-        {"<OutputFileName>r.csv</OutputFileName>\n", false, "KVORADIFData::open: No seed file specified"},
-        {"<Seed>s.txt</Seed>\n", false, "KVORADIFData::open: No output file name specified"},
-        {"<OutputFormat>csv</OutputFormat>\n", true, "KVORADIFData::open: Data format must be CSV"},
-        {"<EndConditionValue>0</EndConditionValue>\n", true,
+        {"<VerbosityLevel>-1</VerbosityLevel>\n", "KVORACGAData::open, illegal verbosity level"},
+        {"<SpreadCoefficient>0</SpreadCoefficient>\n", range},
+        {"<SpreadCoefficient>0.5x</SpreadCoefficient>\n", range},
+        {"<OutputFormat>csv</OutputFormat>\n", "KVORADIFData::open: Data format must be CSV"},
+        {"<EndConditionValue>0</EndConditionValue>\n",
          "KVORADIFData::open: Illegal value. End condition value must be positive"},
-        {"<EndConditionValue>-1</EndConditionValue>\n", true,
-         "KVORADIFData::open: Illegal value. End condition value must be positive"},
-        {"<MaxNumIterations>0</MaxNumIterations>\n", true,
-         "KVORADIFData::open: Illegal value. Maximal number of iterations must be a positive integer"},
-        {"<MaxNumIterations>2147483647</MaxNumIterations>\n", true,
-         "KVORADIFData::open: Illegal value. Maximal number of iterations must be a positive integer"},
-        {"<MaxNumIterations>99999999999</MaxNumIterations>\n", true,
-         "KVORADIFData::open: Illegal value. Maximal number of iterations must be a positive integer"},
-        {"<MaxNumIterations>3.5</MaxNumIterations>\n", true,
-         "KVORADIFData::open: Illegal value. Maximal number of iterations must be a positive integer"},
+        {"<MaxNumIterations>0</MaxNumIterations>\n", positive},
+        {"<MaxNumIterations>2147483647</MaxNumIterations>\n", positive},
+        {"<MaxNumIterations>99999999999</MaxNumIterations>\n", positive},
+        {"<MaxNumIterations>3.5</MaxNumIterations>\n", positive},
     };
-    for (const Refusal &r : refusals) {
-        SCOPED_TRACE(r.keys);
+    for (const auto &r : refusals) {
+        SCOPED_TRACE(r.first);
         bool failed = false;
-        const std::string keys = r.withSeedAndOutput ? "<Seed>s.txt</Seed>\n<OutputFileName>r.csv</OutputFileName>\n" + r.keys
-                                                     : r.keys;
-        const std::string out = openWith(keys, "7\n", &failed);
+        const std::string out =
+            openWith("<Seed>s.txt</Seed>\n<OutputFileName>r.csv</OutputFileName>\n" + r.first, "7\n", &failed);
         EXPECT_TRUE(failed);
-        EXPECT_NE(out.find("Error;|2202;|" + r.text + ";|ErrorEnd\nTerminating NELO\n"), std::string::npos) << out;
+        EXPECT_NE(out.find("Error;|2202;|" + r.second + ";|ErrorEnd\nTerminating NELO\n"), std::string::npos) << out;
         fresh();
     }
 }
@@ -212,18 +184,10 @@ TEST(DIFSeedName, TheFirstLineWithBothTagsWinsAndBlanksAreCutUnlessOneCharacterR
     EXPECT_TRUE(s.found);
     EXPECT_EQ(s.name, "ab");
     EXPECT_EQ(s.out, "find seed file: [ab]\n");
-
-    s = scanParamFile("<Seed> a </Seed>\n");
-    EXPECT_EQ(s.name, " a ");
-    s = scanParamFile("x<Seed>   </Seed>y\n");
-    EXPECT_EQ(s.name, "   ");
-    s = scanParamFile("<Seed>\ta b\t</Seed>");  // tabs are never cut
-    EXPECT_EQ(s.name, "\ta b\t");
-    s = scanParamFile("<!-- <Seed>x&amp;y</Seed> -->\n");  // comments are not understood
-    EXPECT_TRUE(s.found);
-    EXPECT_EQ(s.name, "x&y");
-    s = scanParamFile("</Seed><Seed>late</Seed>\n");  // the first closing tag stands before the opening one
-    EXPECT_FALSE(s.found);
+    EXPECT_EQ(scanParamFile("<Seed> a </Seed>\n").name, " a ");
+    EXPECT_EQ(scanParamFile("<Seed>\ta b\t</Seed>").name, "\ta b\t");  // tabs are never cut
+    EXPECT_EQ(scanParamFile("<!-- <Seed>x&amp;y</Seed> -->\n").name, "x&y");  // comments are not understood
+    EXPECT_FALSE(scanParamFile("</Seed><Seed>late</Seed>\n").found);  // closing tag first
 }
 
 TEST(DIFSeedName, NoNameFoundTellsWhy) {
@@ -284,23 +248,10 @@ TEST_F(DIFOpenTest, SeedLinesTakeTheShortOrTheLongPath) {
     EXPECT_EQ(seen, warnings);
 }
 
-TEST_F(DIFOpenTest, MissingSeedNameOrFileIsFatal) {
+// The other two failures of the seed file are checked end to end.
+TEST_F(DIFOpenTest, ADirectoryIsNoSeedFile) {
     bool failed = false;
-    // The key is there, but split over two lines the raw scan finds nothing.
-    std::string out = openWith("<Seed>\ns.txt</Seed>\n<OutputFileName>r.csv</OutputFileName>\n", "7\n", &failed);
-    EXPECT_TRUE(failed);
-    EXPECT_NE(out.find("Error;|2307;|KVORADIFData::readSeedFile: Unable to open seed file (visual version) ;|ErrorEnd"),
-              std::string::npos)
-        << out;
-    fresh();
-    out = openWith("<Seed>/nonexistent/seeds.txt</Seed>\n<OutputFileName>r.csv</OutputFileName>\n", "7\n", &failed);
-    EXPECT_TRUE(failed);
-    EXPECT_NE(out.find("Error;|2307;|KVORADIFData::readSeedFile: Unable to open seed file;|ErrorEnd"),
-              std::string::npos)
-        << out;
-    fresh();
-    // A directory is no seed file: refused, never read for ever.
-    out = openWith("<Seed>/tmp</Seed>\n<OutputFileName>r.csv</OutputFileName>\n", "7\n", &failed);
+    const std::string out = openWith("<Seed>/tmp</Seed>\n<OutputFileName>r.csv</OutputFileName>\n", "7\n", &failed);
     EXPECT_TRUE(failed);
     EXPECT_NE(out.find("Error;|2307;|KVORADIFData::readSeedFile: Unable to open seed file;|ErrorEnd"),
               std::string::npos)
