@@ -2,30 +2,11 @@
 // fill it, a record past its end completes it and carries the target.
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <vector>
 
 #include "simple_algorithm/kvora_sparse_to_dense.h"
-#include "util/kvora_binobjio.h"
-#include "util/kvora_objio.h"
-#include "util/kvora_streamblobreader.h"
-#include "util/kvora_streamblobwriter.h"
 
 namespace {
-
-// Writes an object by value to the binary stream and reads it into `out`.
-template <class T>
-void roundTrip(const T &in, T &out, KVORA_ENV env) {
-    std::stringstream bytes;
-    {
-        KVOStreamBlobWriter blob(&bytes);
-        KVORABinObjWriter writer(&blob, 0);
-        kvoraWrite(writer, in, env);
-    }
-    KVOStreamBlobReader blob(&bytes);
-    KVORABinObjReader reader(&blob);
-    kvoraRead(reader, out, env);
-}
 
 class SparseToDenseTest : public ::testing::Test {
 protected:
@@ -109,24 +90,6 @@ TEST_F(SparseToDenseTest, HeaderWithoutTargetRestartsTheRow) {
     EXPECT_EQ(taken(sample, t), (std::vector<double>{0, 6, 0}));
     EXPECT_EQ(sample, 2u);
     EXPECT_EQ(t, 1.0);
-}
-
-TEST_F(SparseToDenseTest, HalfAssembledRowCrossesTheBinaryStream) {
-    feed({0, 3}, 77);
-    feed({2, 1.25}, 77);
-    KVORASparseToDenseData back;
-    roundTrip(s2d, back, env);
-    EXPECT_EQ(back.ivState, 1);
-    EXPECT_EQ(back.ivCurrentRow, 77u);
-    ASSERT_EQ(back.ivRow.getSize(), 3);
-    EXPECT_EQ(back.ivRow[2], 1.25);
-    rec.setSize(0, env);
-    rec.copyAppend(5, env);
-    rec.copyAppend(-2, env);
-    back.update(rec, target, 77, env);
-    EXPECT_TRUE(back.isFinished());
-    EXPECT_EQ(back.ivTarget, -2.0);
-    back.releasePrimitive(env);
 }
 
 }  // namespace
