@@ -25,7 +25,6 @@
 #include "simple_algorithm/kvora_simple_algorithm.h"
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
 #include "util/kvora_debug.h"
-#include "util/kvora_objio.h"
 
 // ---- allocation counter for the per-record test ----
 // It replaces the global operator new of this test program: every allocation,
@@ -57,20 +56,12 @@ void operator delete(void *p, const std::nothrow_t &) noexcept { std::free(p); }
 class KVORASATestData : public KVORASimpleAlgorithmAbstractData {
     KVORA_OBJECT_DECL(KVORASATestData)
 public:
-    // Streamed: what a worker must know, and what its result carries.
     int32_t ivPassesWanted = 2;  // endDataScan answers 1 at this pass
     int32_t ivPasses = 0;
     int64_t ivRows = 0;
     double ivLineSum = 0.0;
-    int32_t ivScanType = 0;
-
-    // Not streamed: what this process saw.
     const KVORAXMLTag *ivOpenedWith = nullptr;
     int32_t ivBeganWith = -99;
-    int32_t ivInits = 0;
-    int32_t ivFinishes = 0;
-    int32_t ivWithoutScan = 0;
-    int32_t ivMerges = 0;
     bool ivRecordRows = true;
     std::vector<std::vector<double>> ivDataSeen;
     std::vector<std::vector<double>> ivTargetSeen;
@@ -78,10 +69,6 @@ public:
     const double *ivLastDataBlock = nullptr;
 
     void open(const KVORAXMLTag &parameters, KVORA_ENV env) { ivOpenedWith = &parameters; }
-
-    void copyFromPrimitive(const KVORAObject *source, KVORA_ENV env) override;
-    void readPrimitive(KVORAObjReader &reader, KVORA_ENV env) override;
-    void writePrimitive(KVORAObjWriter &writer, KVORA_ENV env) const override;
 
     int32_t beginDataScan(int32_t numExplanatoryFields, KVORA_ENV env) override {
         ivBeganWith = numExplanatoryFields;
@@ -98,58 +85,17 @@ public:
         ivLinesSeen.push_back(lineNumber);
     }
     int32_t endDataScan(KVORA_ENV env) override { return ++ivPasses >= ivPassesWanted ? 1 : 0; }
-    void updateWithoutDataScan(KVORA_ENV env) override { ++ivWithoutScan; }
-    void initIteration(KVORA_ENV env) override { ++ivInits; }
-    void finishIteration(KVORA_ENV env) override { ++ivFinishes; }
-    void merge(KVORASimpleAlgorithmAbstractData *other, KVORA_ENV env) override {
-        const KVORASATestData *o = static_cast<const KVORASATestData *>(other);
-        ivRows += o->ivRows;
-        ivLineSum += o->ivLineSum;
-        ++ivMerges;
-    }
-    int32_t getScanType() const override { return ivScanType; }
+    void updateWithoutDataScan(KVORA_ENV env) override {}
+    void initIteration(KVORA_ENV env) override {}
+    void finishIteration(KVORA_ENV env) override {}
+    void merge(KVORASimpleAlgorithmAbstractData *other, KVORA_ENV env) override {}
+    int32_t getScanType() const override { return 0; }
     double getSamplingRate() const override { return 0.25; }
     int32_t canUpdateWithoutDataScan() const override { return 1; }
 };
 
 KVORA_OBJECT_IMPL(KVORASATestData, KVORASimpleAlgorithmAbstractData, 5)
-KVORA_MEMBER_KEYWORD(KVORASATestData, ivPassesWanted, 1)
-KVORA_MEMBER_KEYWORD(KVORASATestData, ivPasses, 2)
-KVORA_MEMBER_KEYWORD(KVORASATestData, ivRows, 3)
-KVORA_MEMBER_KEYWORD(KVORASATestData, ivLineSum, 4)
-KVORA_MEMBER_KEYWORD(KVORASATestData, ivScanType, 5)
 KVORA_SIMPLE_ALGORITHM_DATA_ID(KVORASATestData, 901)
-
-void KVORASATestData::copyFromPrimitive(const KVORAObject *source, KVORA_ENV env)
-{
-    KVORASimpleAlgorithmAbstractData::copyFromPrimitive(source, env);
-    const KVORASATestData *o = static_cast<const KVORASATestData *>(source);
-    ivPassesWanted = o->ivPassesWanted;
-    ivPasses = o->ivPasses;
-    ivRows = o->ivRows;
-    ivLineSum = o->ivLineSum;
-    ivScanType = o->ivScanType;
-}
-
-void KVORASATestData::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
-{
-    KVORASimpleAlgorithmAbstractData::readPrimitive(r, env);
-    kvoraRead(r, KVORA_KWD(ivPassesWanted), ivPassesWanted, env);
-    kvoraRead(r, KVORA_KWD(ivPasses), ivPasses, env);
-    kvoraRead(r, KVORA_KWD(ivRows), ivRows, env);
-    kvoraRead(r, KVORA_KWD(ivLineSum), ivLineSum, env);
-    kvoraRead(r, KVORA_KWD(ivScanType), ivScanType, env);
-}
-
-void KVORASATestData::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
-{
-    KVORASimpleAlgorithmAbstractData::writePrimitive(w, env);
-    kvoraWrite(w, KVORA_KWD(ivPassesWanted), ivPassesWanted, env);
-    kvoraWrite(w, KVORA_KWD(ivPasses), ivPasses, env);
-    kvoraWrite(w, KVORA_KWD(ivRows), ivRows, env);
-    kvoraWrite(w, KVORA_KWD(ivLineSum), ivLineSum, env);
-    kvoraWrite(w, KVORA_KWD(ivScanType), ivScanType, env);
-}
 
 namespace {
 
@@ -296,25 +242,6 @@ TEST_F(SAFixture, PassesEndWhenTheDataObjectSaysSo)
     // Finished: a further end is answered without the data object.
     EXPECT_EQ(model->endDataScan(0, env), 1);
     EXPECT_EQ(data().ivPasses, 2);
-}
-
-TEST_F(SAFixture, CopyMakesItsOwnDataObject)
-{
-    openAndBegin();
-    data().ivRows = 12;
-    KVORAOwnPtr<KVORASimpleAlgorithmModel> copy;
-    copy.reset(new KVORASimpleAlgorithmModel(), env);
-    copy->copyFromPrimitive(model.get(), env);
-    ASSERT_NE(copy->getData(), nullptr);
-    EXPECT_NE(copy->getData(), model->getData());
-    setRow(7.0, 1.5, 4.25, "x", -2.0);
-    copy->ivUpdateFunc(copy.get(), 3, env);
-    const KVORASATestData &copied = *static_cast<KVORASATestData *>(copy->getData());
-    EXPECT_EQ(copied.ivRows, 13);
-    EXPECT_EQ(copied.ivDataSeen[0], (std::vector<double>{1.5, 0.0, -2.0}));
-    EXPECT_EQ(copied.ivLinesSeen[0], 7u);
-    EXPECT_EQ(data().ivRows, 12);
-    copy.reset(env);
 }
 
 // ---- failures ----
