@@ -1,8 +1,7 @@
 // The message catalogue and the issuing of messages. Sample texts are typed
-// out by hand from the catalogue's wording (quotes, misspellings, double and
-// trailing blanks are where rows are most easily broken); the table-wide check
-// then renders every row with marked arguments and confirms that each argument
-// place takes its own argument, in order, and nothing else.
+// by hand where rows break most easily (quotes, misspellings, double and
+// trailing blanks); every row is rendered with marked arguments to confirm
+// that each place takes its own argument, in order.
 #include "util/kvora_message.h"
 
 #include <gtest/gtest.h>
@@ -16,9 +15,8 @@
 
 namespace {
 
-// An environment of the test's own, so that status records of other tests
-// don't show through. Kept alive for the whole run: the status table is keyed
-// by the environment's address.
+// An environment of the test's own, kept for the whole run: the status table
+// is keyed by the environment's address.
 KVORAEnv *freshEnv() {
     KVORAEnv *env = new KVORAEnv();
     env->setValid(1);
@@ -51,27 +49,16 @@ std::vector<Row> tableRows() {
 
 }  // namespace
 
-TEST(MessageCatalogue, RowsAreNumberedWithoutGapsAndReachableByNumber) {
+// Rows numbered without gaps, each place filled by its own argument in order,
+// and no text for numbers outside the catalogue.
+TEST(MessageCatalogue, EveryRowFillsItsArgumentPlacesInOrder) {
+    const char *marks[5] = {"<1>", "<2>", "<3>", "<4>", "<5>"};
     std::vector<Row> rows = tableRows();
     ASSERT_EQ(rows.size(), 137u);
     for (size_t i = 0; i < rows.size(); ++i) {
-        EXPECT_EQ(rows[i].number, 9001 + static_cast<int32_t>(i));
-        std::ostringstream out;
-        EXPECT_TRUE(kvoraWriteMessage(rows[i].number, out, nullptr)) << rows[i].number;
-    }
-    EXPECT_EQ(kvoraMsg9001Number(), 9001);
-    EXPECT_EQ(kvoraMsg9137Number(), 9137);
-    for (int32_t outside : {0, 9000, 9138, -9001}) {
-        std::ostringstream out;
-        EXPECT_FALSE(kvoraWriteMessage(outside, out, nullptr));
-        EXPECT_EQ(out.str(), "");
-    }
-}
-
-TEST(MessageCatalogue, EveryRowFillsItsArgumentPlacesInOrder) {
-    const char *marks[5] = {"<1>", "<2>", "<3>", "<4>", "<5>"};
-    for (const Row &row : tableRows()) {
-        std::string expected;
+        const Row &row = rows[i];
+        EXPECT_EQ(row.number, 9001 + static_cast<int32_t>(i));
+        std::string expected, bare;
         int32_t used = 0;
         for (const std::string &piece : row.pieces) {
             if (piece == kArgMark) {
@@ -80,23 +67,23 @@ TEST(MessageCatalogue, EveryRowFillsItsArgumentPlacesInOrder) {
             } else {
                 EXPECT_EQ(piece.find("{}"), std::string::npos) << row.number;
                 expected += piece;
+                bare += piece;
             }
         }
         EXPECT_EQ(kvoraMessageText(row.number, marks[0], marks[1], marks[2], marks[3], marks[4]), expected)
             << row.number;
-        // Without arguments every place is empty.
-        std::string bare;
-        for (const std::string &piece : row.pieces)
-            if (piece != kArgMark) bare += piece;
-        EXPECT_EQ(kvoraMessageText(row.number), bare) << row.number;
+        EXPECT_EQ(kvoraMessageText(row.number), bare) << row.number;  // no arguments: every place empty
+    }
+    EXPECT_EQ(kvoraMsg9137Number(), 9137);
+    for (int32_t outside : {0, 9000, 9138, -9001}) {
+        std::ostringstream out;
+        EXPECT_FALSE(kvoraWriteMessage(outside, out, nullptr));
+        EXPECT_EQ(out.str(), "");
     }
 }
 
 TEST(MessageCatalogue, SampleTextsReadAsWritten) {
-    EXPECT_EQ(kvoraMessageText(9001), "This is first Kvora message ever.");
     EXPECT_EQ(kvoraMessageText(9002, "in.csv", "reading"), "Cannot open file \"in.csv\" for reading");
-    EXPECT_EQ(kvoraMessageText(9003, "out.csv"), "Error in closing file \"out.csv\"");
-    EXPECT_EQ(kvoraMessageText(9008, "7", "depth", "1", "5"), "Value 7 of depth is outside the range of 1 to 5");
     EXPECT_EQ(kvoraMessageText(9013, "p.xml", "12", "<", ">"),
               "File \"p.xml\", line 12: Syntax error near [<] (expecting [>]).");
     EXPECT_EQ(kvoraMessageText(9015, "m", "f.bin"), "Loading of [m] from \"f.bin\" failed.  ");
@@ -104,31 +91,16 @@ TEST(MessageCatalogue, SampleTextsReadAsWritten) {
               "The sepecifed semantic type is not valid for the field data type for field age");
     EXPECT_EQ(kvoraMessageText(9030), "GetFrom() format error: no \"{\" or \"=\" or \"}\" found in input string");
     EXPECT_EQ(kvoraMessageText(9035, "x"), "Field named [x] has type mismatch ");
-    EXPECT_EQ(kvoraMessageText(9062, "Read", "D"), "Read filter is not compatible with data definition of data set D");
     EXPECT_EQ(kvoraMessageText(9097, "?", "3"),
               "Category symbol [\"?\" : 3] as defined in the metadata file is identical to the missing value code");
     EXPECT_EQ(kvoraMessageText(9110), "kv_msg_inconsistent_field_length");
-    EXPECT_EQ(kvoraMessageText(9119, "2", "targets", "tree", "1"),
-              "2 targets have been specified for the tree model when the correct number of fields should be 1");
-    EXPECT_EQ(kvoraMessageText(9120, "f", "inputs", "tree", "text", "number"),
-              "Field f of the inputs for the tree model is specified to be of type text when the correct type "
-              "should be number");
     EXPECT_EQ(kvoraMessageText(9135), "The Generic Naive Bayes Model has  not been Initialized");
     EXPECT_EQ(kvoraMessageText(9137, "a.cpp", "12", "run"), "Next message was generated from a.cpp:12:run");
-
     // By name, on the caller's stream; a null argument is empty.
     std::ostringstream out;
     kvoraMsg9011Write(out, "tok");
     kvoraMsg9021Write(out, nullptr, "4");
     EXPECT_EQ(out.str(), "Unrecognized token [tok]Field number  out of range (range is 1..4)");
-}
-
-TEST(MessageCatalogue, AMessageIssuedWithTooFewArgumentsLeavesTheRestEmpty) {
-    EXPECT_EQ(kvoraMessageText(9054, "D", "read"), "Data set D cannot be opened in read mode; it is already open in  mode");
-    KVORAEnv *env = freshEnv();
-    kvoraIssueMessage(KVORA_MSG_ERROR, 9054, "D", "read", env);
-    EXPECT_EQ(kvoraLastMessage(env), "E9054: Data set D cannot be opened in read mode; it is already open in  mode");
-    EXPECT_EQ(kvoraLastMessageParams(env), "Message Params = (D) (read)");
 }
 
 TEST(MessageIssue, BeforeAnyMessageTheComponentIsNotInitialized) {
@@ -139,18 +111,16 @@ TEST(MessageIssue, BeforeAnyMessageTheComponentIsNotInitialized) {
 }
 
 TEST(MessageIssue, SeveritiesMapToStatusLettersAndStates) {
-    struct Case {
+    const struct {
         int32_t severity;
         int32_t status;
         const char *text;
         const char *state;
-    } cases[] = {
-        {0, 0, "I9004: Enter", "38M01"},
-        {1, 1, "W9004: Enter", "01HM0"},
-        {2, -2, "E9004: Enter", "38M01"},
-        {3, -3, "S9004: Enter", "38M01"},
-    };
-    for (const Case &c : cases) {
+    } cases[] = {{0, 0, "I9004: Enter", "38M01"},
+                 {1, 1, "W9004: Enter", "01HM0"},
+                 {2, -2, "E9004: Enter", "38M01"},
+                 {3, -3, "S9004: Enter", "38M01"}};
+    for (const auto &c : cases) {
         KVORAEnv *env = freshEnv();
         EXPECT_EQ(kvoraIssueMessage(c.severity, 9004, env), c.status);
         EXPECT_EQ(kvoraLastMessage(env), c.text);
@@ -159,45 +129,38 @@ TEST(MessageIssue, SeveritiesMapToStatusLettersAndStates) {
     }
 }
 
-TEST(MessageIssue, SixArgumentsFillTheRecordAndFiveTheText) {
+TEST(MessageIssue, ArgumentsFillTheTextAndTheParameterRecord) {
     KVORAEnv *env = freshEnv();
+    // Six arguments: five go into the text, all six into the record.
     kvoraIssueMessage(2, 9120, "f", "inputs", "tree", "text", "number", "extra", env);
     EXPECT_EQ(kvoraLastMessage(env), "E9120: Field f of the inputs for the tree model is specified to be of type "
                                      "text when the correct type should be number");
     EXPECT_EQ(kvoraLastMessageParams(env), "Message Params = (f) (inputs) (tree) (text) (number) (extra)");
-    // Empty parameters are left out of the list.
-    KVORAEnv *other = freshEnv();
-    kvoraIssueMessage(2, 9008, "7", "", "1", "", other);
-    EXPECT_EQ(kvoraLastMessageParams(other), "Message Params = (7) (1)");
+    // Too few: the rest are empty; empty parameters are left out of the list.
+    KVORAEnv *few = freshEnv();
+    kvoraIssueMessage(KVORA_MSG_ERROR, 9008, "7", "", "1", few);
+    EXPECT_EQ(kvoraLastMessage(few), "E9008: Value 7 of  is outside the range of 1 to ");
+    EXPECT_EQ(kvoraLastMessageParams(few), "Message Params = (7) (1)");
 }
 
-// The ordering itself belongs to the status record; here: the issuing goes through it.
+// The ordering itself belongs to the status record; here: issuing goes through it.
 TEST(MessageIssue, AWorseMessageDisplacesTheStoredOneAndALesserDoesNot) {
     KVORAEnv *env = freshEnv();
-    kvoraIssueMessage(0, 9113, "1", env);
-    EXPECT_EQ(kvoraLastMessage(env), "I9113: Start scan number 1 of data.");
     kvoraIssueMessage(1, 9039, "age", env);
     kvoraIssueMessage(0, 9114, "1", env);
     EXPECT_EQ(kvoraLastMessage(env), "W9039: Field name age was defaulted rather than given.");
     kvoraIssueMessage(3, 9036, env);
     EXPECT_EQ(kvoraLastMessage(env), "S9036: I/O failure");
     kvoraClearLastMessage(env);
-    kvoraIssueMessage(0, 9005, env);
-    EXPECT_EQ(kvoraLastMessage(env), "I9005: Exit");
+    kvoraIssueMessage(0, 9113, "1", env);
+    EXPECT_EQ(kvoraLastMessage(env), "I9113: Start scan number 1 of data.");
 }
 
-TEST(MessageIssue, ASilentRunIssuesNothing) {
+TEST(MessageIssue, SilentRunsIssueNothingAndAnUnknownModeIsAFailedAssertion) {
     KVORAEnv *env = freshEnv();
     kvoraSilentFlag = 1;
-    int32_t status = kvoraIssueMessage(2, 9036, env);
-    kvoraSilentFlag = 0;
-    EXPECT_EQ(status, -2);
+    EXPECT_EQ(kvoraIssueMessage(2, 9036, env), -2);
     EXPECT_EQ(kvoraLastMessage(env), "Messaging not initialized !");
-}
-
-TEST(MessageIssue, AnUnknownModeIsAFailedAssertion) {
-    KVORAEnv *env = freshEnv();
-    kvoraSilentFlag = 1;
     int32_t savedError = kvoraErrorFlag;
     EXPECT_THROW(kvoraMessageInfo(3, env), int);
     EXPECT_THROW(kvoraMessageInfo(-1, env), int);

@@ -1,8 +1,6 @@
 // The type registry and the object base: classes made from their names,
-// kinds along the class tree, unknown names, types without a factory,
-// duplicate names, the keyword numbering that counts on from the base class,
-// and destruction by the one rule (size off the account, then
-// releasePrimitive, then delete).
+// kinds, unknown and duplicate names, keyword numbers counted on from the
+// base class, and destruction (size off the account, release, delete).
 #include <gtest/gtest.h>
 
 #include <string>
@@ -49,66 +47,38 @@ void otherFactory(KVORAOwnPtr<KVORAObject> &result, KVORA_ENV env)
 }
 }  // namespace
 
-TEST(TypeRegistry, NamesAndIndexes)
+TEST(TypeRegistry, NamesIndexesAndKinds)
 {
     int32_t dog = KVORATypeName::getIndex("KVORATnDog");
-    int32_t puppy = KVORATypeName::getIndex("KVORATnPuppy");
-    EXPECT_NE(dog, puppy);
+    EXPECT_NE(dog, KVORATypeName::getIndex("KVORATnPuppy"));
     EXPECT_EQ(dog, KVORATnDog::classType().getIndex());
     EXPECT_EQ(KVORATypeName::getTypeAt(dog), &KVORATnDog::classType());
-    EXPECT_GT(KVORATypeName::getIndex("KVORAObject"), 0);
-
-    EXPECT_EQ(KVORATypeName::getIndex("KVORATnCow"), 0);
-    EXPECT_EQ(KVORATypeName::getIndex("KVORATnDo"), 0);
-    EXPECT_EQ(KVORATypeName::getIndex(""), 0);
-    EXPECT_EQ(KVORATypeName::getIndex(nullptr), 0);
+    for (const char *unknown : {"KVORATnCow", "KVORATnDo", "", static_cast<const char *>(nullptr)})
+        EXPECT_EQ(KVORATypeName::getIndex(unknown), 0);
     EXPECT_EQ(KVORATypeName::getIndex("KVORATnDogX", 10), dog);
     EXPECT_EQ(KVORATypeName::getTypeAt(0), nullptr);
     EXPECT_EQ(KVORATypeName::getTypeAt(KVORATypeName::getRegisteredCount() + 1), nullptr);
-
-    EXPECT_EQ(KVORATnDog::classType().ivRegistered, 1);
     EXPECT_EQ(KVORATnAnimal::classType().ivRegistered, 0);
-}
 
-TEST(TypeRegistry, MadeFromNameWithKinds)
-{
     KVORAEnv *env = nullptr;
-    KVORAOwnPtr<KVORAObject> a;
+    KVORAOwnPtr<KVORAObject> a, bird, clone, none;
     ASSERT_EQ(kvoraNewObjectByName("KVORATnPuppy", 12, a, env), 1);
     EXPECT_EQ(&a->getObjectType(), &KVORATnPuppy::classType());
-    EXPECT_TRUE(a->getObjectType() == KVORATnPuppy::classType());
     EXPECT_EQ(a->getObjectSize(), static_cast<int64_t>(sizeof(KVORATnPuppy)));
-
     for (const KVORATypeName *t : {&KVORATnPuppy::classType(), &KVORATnDog::classType(),
-                                   &KVORATnAnimal::classType(), &KVORAObject::classType()}) {
+                                   &KVORATnAnimal::classType(), &KVORAObject::classType()})
         EXPECT_EQ(a->isKindOf(*t), 1) << t->getName();
-    }
     EXPECT_EQ(a->isKindOf(KVORATnBird::classType()), 0);
-
-    KVORAOwnPtr<KVORAObject> bird;
     kvoraNewObjectByName("KVORATnBird", 11, bird, env);
     EXPECT_EQ(bird->isKindOf(KVORATnDog::classType()), 0);
-    EXPECT_EQ(bird->isKindOf(KVORATnAnimal::classType()), 1);
-    EXPECT_EQ(static_cast<KVORATnAnimal *>(bird.get())->legs(), 2);
-
-    // The root object: a kind of itself only.
-    KVORAOwnPtr<KVORAObject> root;
-    kvoraNewObjectByName("KVORAObject", 11, root, env);
-    EXPECT_EQ(root->isKindOf(KVORAObject::classType()), 1);
-    EXPECT_EQ(root->isKindOf(KVORATnDog::classType()), 0);
-
     // A clone is a new default object of the same class.
-    KVORAOwnPtr<KVORAObject> clone;
     a->cloneObject(clone, env);
     EXPECT_NE(clone.get(), a.get());
     EXPECT_EQ(&clone->getObjectType(), &KVORATnPuppy::classType());
-
-    KVORAOwnPtr<KVORAObject> none;
     EXPECT_EQ(kvoraNewObjectByName("KVORATnCow", 10, none, env), 0);
     EXPECT_EQ(none.get(), nullptr);
     a.reset(env);
     bird.reset(env);
-    root.reset(env);
     clone.reset(env);
 }
 
@@ -125,7 +95,6 @@ TEST(TypeRegistry, NoFactoryAndDuplicates)
     static KVORATypeName duplicate("KVORATnDog", &otherFactory);
     EXPECT_EQ(duplicate.getIndex(), KVORATnDog::classType().getIndex());
     EXPECT_EQ(KVORATypeName::getRegisteredCount(), before);
-    EXPECT_EQ(KVORATypeName::getTypeAt(duplicate.getIndex()), &KVORATnDog::classType());
     kvoraNewObjectByName("KVORATnDog", 10, result, env);
     EXPECT_EQ(&result->getObjectType(), &KVORATnDog::classType());
     result.reset(env);
@@ -134,12 +103,9 @@ TEST(TypeRegistry, NoFactoryAndDuplicates)
 TEST(TypeRegistry, KeywordNumbersCountOnFromTheBase)
 {
     EXPECT_EQ(KVORAObject::lastKeywordId(), 6);
-    EXPECT_EQ(KVORATnAnimal::keywordBase(), 6);
     EXPECT_EQ(KVORATnAnimal::lastKeywordId(), 7);
     EXPECT_EQ(KVORATnDog::keywordBase(), 7);
-    EXPECT_EQ(KVORATnDog::lastKeywordId(), 9);
     EXPECT_EQ(KVORATnPuppy::keywordBase(), 9);
-    EXPECT_EQ(KVORATnBird::lastKeywordId(), 7);
 }
 
 namespace {
