@@ -1,7 +1,7 @@
-// The kernel functions: the Friends counts in both data modes and the sign
-// rule of its information, the filter of candidate pairs, the other formulas
-// (which a run refuses, so one value each), and the Friends report keys.
-// Friends crosses the stream in every multi-process kernel build.
+// The Friends kernel: its counts in both data modes, the sign rule of its
+// information, the filter of candidate pairs, and its report keys. The other
+// kernel types are refused before any run computes with them; Friends crosses
+// the stream in every multi-process kernel build.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,14 +9,7 @@
 #include <vector>
 
 #include "control/kvora_XML_tag.h"
-#include "simple_algorithm/kvora_kernel_functions.h"
-#include "simple_algorithm/kvora_kernel_functions_cosine.h"
 #include "simple_algorithm/kvora_kernel_functions_friends.h"
-#include "simple_algorithm/kvora_kernel_functions_information.h"
-#include "simple_algorithm/kvora_kernel_functions_poly.h"
-#include "simple_algorithm/kvora_kernel_functions_precomputed.h"
-#include "simple_algorithm/kvora_kernel_functions_rbf.h"
-#include "simple_algorithm/kvora_kernel_functions_sigmoid.h"
 
 namespace {
 
@@ -107,39 +100,6 @@ TEST_F(KernelFunctionsTest, FriendsFilterListsMentionedOwnSamples) {
     EXPECT_EQ(listed(), (std::vector<int32_t>{1, 2, -1}));
     f.releasePrimitive(env);
     v.releasePrimitive(env);
-
-    // The other members have no filter.
-    KVORAKernelFunctionCosine c;
-    c.prepareFilter(samples, env);
-    EXPECT_EQ(c.filterCandidates(positions, a, env), 0);
-}
-
-TEST_F(KernelFunctionsTest, OtherFormulas) {
-    // Sums run strictly left to right: 1e16 + 1 is lost before -1e16 cancels.
-    EXPECT_EQ(kvoraKernelDot(set(a, {1e16, 1, -1e16, 1, 1}), set(b, {1, 1, 1, 1, 1})), 2.0);
-
-    KVORAKernelFunctionPoly p3(3, 2.0, 1.0, env);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(p3.ComputeKernel(set(a, {1, 2}), set(b, {3, 4}), 1, 2), 12167.0);  // dot 11, x = 23
-    testing::internal::GetCapturedStdout();
-
-    KVORAKernelFunctionRBF rbf(0.5, env);
-    EXPECT_EQ(rbf.ComputeKernel(set(a, {1, 2}), set(b, {3, 5}), 1, 2), std::exp(-6.5));
-    KVORAKernelFunctionSigmoid sig(0.5, -1.0, env);
-    EXPECT_EQ(sig.ComputeKernel(set(a, {1, 2}), set(b, {3, 4}), 1, 2), std::tanh(4.5));
-
-    KVORAKernelFunctionCosine cos;
-    EXPECT_EQ(cos.ComputeKernel(set(a, {0, 0}), set(b, {3, 4}), 1, 2), 0.0);
-    EXPECT_NEAR(cos.ComputeKernel(set(a, {1, 0}), set(b, {1, 1}), 1, 2), std::sqrt(0.5), 1e-15);
-
-    KVORAKernelFunctionPrecomputed pre;
-    set(a, {0.1, 0.2, 0.3});
-    EXPECT_EQ(pre.ComputeKernel(a, b, 9, (uint64_t(1) << 32) + 2), 0.2);  // low 32 bits
-    EXPECT_ANY_THROW(pre.ComputeKernel(a, b, 9, 4));
-
-    KVORAKernelFunctionInformation info(2, env);
-    EXPECT_NEAR(info.ComputeKernel(set(a, {1, 1, 2, 2}), set(b, {1, 1, 2, 2}), 1, 2), 1.0, 1e-15);
-    EXPECT_EQ(info.ComputeKernel(set(a, {1, 1, 2, 2}), set(b, {1, 2, 1, 2}), 1, 2), 0.0);
 }
 
 TEST_F(KernelFunctionsTest, FriendsParametersInTheModelReport) {

@@ -204,7 +204,7 @@ TEST_F(SAFixture, RowsArriveInDataPointOrderWithTheLineNumberAs64Bits)
     EXPECT_EQ(data().ivLastDataBlock, model->ivDataVec.getBlock());  // the member itself
 }
 
-TEST_F(SAFixture, PartitionsOneAndTwoTrainNothingAndChannelsGiveThePartitionsValue)
+TEST_F(SAFixture, PartitionsOneAndTwoFillTheVectorsButTrainNothing)
 {
     openAndBegin();
     setRow(5.0, 1.0, 2.0, "x", 3.0);
@@ -215,17 +215,6 @@ TEST_F(SAFixture, PartitionsOneAndTwoTrainNothingAndChannelsGiveThePartitionsVal
     EXPECT_EQ(model->ivDataVec[1], 7.0);
     EXPECT_EQ(model->ivDataVec[3], 9.0);
     EXPECT_EQ(model->ivTargetVec[1], 8.0);
-
-    a->ivActualChannelCount = 4;
-    a->setChannelValue(3, 30.0, env);
-    a->setChannelValue(4, 40.0, env);
-    model->ivUpdateFunc(model.get(), 4, env);
-    model->ivUpdateFunc(model.get(), 3, env);
-    ASSERT_EQ(data().ivRows, 2);
-    EXPECT_EQ(data().ivDataSeen[0][0], 40.0);
-    EXPECT_EQ(data().ivDataSeen[1][0], 30.0);
-    a->ivActualChannelCount = 0;
-    a->ivChannelValues.reset(env);
 }
 
 TEST_F(SAFixture, PassesEndWhenTheDataObjectSaysSo)
