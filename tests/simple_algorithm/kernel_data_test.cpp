@@ -411,8 +411,7 @@ TEST(KernelDataBuild, WithoutTheFilterPairsAreDrawnAtRandomAndEveryColumnIsCompu
     release(b, env);
 }
 
-TEST(KernelDataObject, ScanTypesByStatusAndTheHeaderColumnNeverReachesADenseRow) {
-    KVORAEnv *env = nullptr;
+TEST(KernelDataObject, ScanTypesByStatus) {
     KVORAKernelData d;
     const int32_t dense[4] = {0, 0, 2, 3};
     const int32_t sparse[4] = {5, 5, 6, 3};
@@ -423,15 +422,6 @@ TEST(KernelDataObject, ScanTypesByStatusAndTheHeaderColumnNeverReachesADenseRow)
         d.ivIsSparseData = 1;
         EXPECT_EQ(d.getScanType(), sparse[s]);
     }
-    d.ivSparseInputMatrix[5][0.0] = 3.0;
-    d.ivSparseInputMatrix[5][1.0] = 7.0;
-    d.ivSparseInputMatrix[5][3.0] = 9.0;
-    d.ivColumnNum = 4.0;
-    KVORAXaRay<double, 1> out;
-    d.getSparseInputRow(5, out, env);
-    EXPECT_EQ(std::vector<double>(out.getBlock(), out.getBlock() + out.getSize()), (std::vector<double>{7, 0, 9, 0}));
-    out.reset(env);
-    d.releasePrimitive(env);
 }
 
 }  // namespace

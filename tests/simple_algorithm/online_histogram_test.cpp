@@ -79,15 +79,7 @@ TEST_F(OnlineHistogramTest, AddingValuesAndMeltingTheClosestPair) {
     EXPECT_EQ(hist.getBins(), (Bins{{1.75, 4}, {5.0, 2}}));
 }
 
-TEST_F(OnlineHistogramTest, ArrayFormAndMerging) {
-    hist.setCapacity(1000, env);
-    for (double v : {3.0, 1.0, 2.0, 1.0}) hist.addValue(v, env);
-    hist.finishIteration(env);
-    ASSERT_EQ(hist.ivBinLocations.getSize(), 3);
-    EXPECT_EQ(hist.ivBinLocations[1], 1.0);
-    EXPECT_EQ(hist.ivBinCounts[1], 2);
-    EXPECT_EQ(hist.ivBinLocations[3], 3.0);
-
+TEST_F(OnlineHistogramTest, MergingInterleavedHistogramsMeltsTheLowestPairsFirst) {
     // Two disjoint histograms of 1000 bins, interleaved at gaps of 0.5: the
     // union of 2000 melts 1000 times, always the lowest pair (k, k + 0.5).
     for (int k = 1; k <= 1000; ++k) {
