@@ -1,6 +1,6 @@
 // The kernel data object: its keys and refusals, the threshold's three rules,
 // and whole builds on simulated workers (stream to each worker, scan, merge
-// results up a binomial tree) checked against a brute-force walk.
+// the results) checked against a brute-force walk.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -235,27 +235,11 @@ Build build(const FriendLists &lists, const std::string &keys, int k, KVORA_ENV 
                 }
                 w.finishIteration(env);
             }
-            // Results in result mode up the tree; rank 0 writes none of its
-            // own and folds the last stream into its live object.
-            std::vector<std::string> streams(k);
-            for (int p = 1; p < k; ++p) streams[p] = bytesOf(*b.workers[p], 2, env);
-            for (int step = 1; step < k; step *= 2)
-                for (int p = 0; p + step < k; p += 2 * step) {
-                    if (streams[p].empty()) {
-                        streams[p] = streams[p + step];
-                        continue;
-                    }
-                    KVORAKernelData a, own;
-                    readInto(streams[p + step], a, env);
-                    readInto(streams[p], own, env);
-                    a.merge(&own, env);
-                    streams[p] = bytesOf(a, 2, env);
-                    a.releasePrimitive(env);
-                    own.releasePrimitive(env);
-                }
-            if (k > 1) {
+            // Results in result mode into the master's live object (the
+            // launcher's tree of merges is run end to end).
+            for (int p = 1; p < k; ++p) {
                 KVORAKernelData result;
-                readInto(streams[0], result, env);
+                readInto(bytesOf(*b.workers[p], 2, env), result, env);
                 master.merge(&result, env);
                 result.releasePrimitive(env);
             }

@@ -1,7 +1,7 @@
-// The Friends kernel: its counts in both data modes, the sign rule of its
-// information, the filter of candidate pairs, and its report keys. The other
-// kernel types are refused before any run computes with them; Friends crosses
-// the stream in every multi-process kernel build.
+// The Friends kernel in indices mode: its counts, the sign rule of its
+// information, the filter of candidate pairs, and its report keys. Value mode
+// and the other kernel types are refused before any run computes with them;
+// Friends crosses the stream in every multi-process kernel build.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -43,7 +43,7 @@ protected:
     KVORAXaRay<int32_t, 1> positions;
 };
 
-TEST_F(KernelFunctionsTest, FriendsCountsInBothModesAndTheSignRule) {
+TEST_F(KernelFunctionsTest, FriendsCountsAndTheSignRule) {
     KVORAKernelFunctionFriends f(1, 0.0, 100.0, env);
     // The walk stops when vec1 runs out: the 4 is never counted.
     EXPECT_EQ(counts(f, {1, 2, 3}, {2, 3, 4}), (std::vector<double>{2, 1, 0, 97}));
@@ -58,12 +58,6 @@ TEST_F(KernelFunctionsTest, FriendsCountsInBothModesAndTheSignRule) {
     EXPECT_EQ(counts(f, {}, {1, 2}), (std::vector<double>{0, 0, 0, 0}));
     EXPECT_EQ(f.ComputeKernel(a, b, 1, 2), 0.0);
 
-    // Value mode: opposite patterns give exactly one bit, negated; equal ones, positive.
-    KVORAKernelFunctionFriends v(0, -1.0, 4.0, env);
-    EXPECT_EQ(v.ComputeKernel(set(a, {1, 0, 1, 0}), set(b, {0, 1, 0, 1}), 1, 2), -1.0);
-    EXPECT_EQ(v.ComputeKernel(set(a, {1, 0, 1, 0}), set(b, {1, 0, 1, 0}), 1, 2), 1.0);
-    // A marker in either vector removes that position from the table.
-    EXPECT_EQ(counts(v, {1, -1, 1, 0, 2}, {1, 1, -1, 0, 0}), (std::vector<double>{1, 1, 0, 1}));
 
     EXPECT_EQ(KVORAKernelFunctionFriends::signedInformation(10.0, 0, 0, 0, 0), 0.0);
     // Off-diagonal equal to diagonal (4 against 4) keeps the sign positive.
@@ -89,17 +83,7 @@ TEST_F(KernelFunctionsTest, FriendsFilterListsMentionedOwnSamples) {
     EXPECT_EQ(listed(), (std::vector<int32_t>{1, 2}));
     EXPECT_EQ(f.filterCandidates(positions, set(a, {7, 0, 8}), env), 1);
     EXPECT_EQ(listed(), (std::vector<int32_t>{-1, -1, -1}));
-
-    // Value mode: the key is the column, and a marker skips its column.
-    KVORAKernelFunctionFriends v(0, 0.0, 100.0, env);
-    samples.setSize(0, env);
-    samples.copyAppend(1, env);
-    samples.copyAppend(3, env);
-    v.prepareFilter(samples, env);
-    EXPECT_EQ(v.filterCandidates(positions, set(a, {5, 0, 7}), env), 2);
-    EXPECT_EQ(listed(), (std::vector<int32_t>{1, 2, -1}));
     f.releasePrimitive(env);
-    v.releasePrimitive(env);
 }
 
 TEST_F(KernelFunctionsTest, FriendsParametersInTheModelReport) {
