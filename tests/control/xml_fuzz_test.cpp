@@ -2,8 +2,8 @@
 // false, or, for the one input that breaks its own bookkeeping, fails an
 // assertion (thrown as the integer 0). It never faults, never throws anything
 // else, and never takes long. Inputs: every truncation of a valid file,
-// seeded random mutations of it, binary garbage, very long lines, broken
-// entities and deep nesting.
+// seeded random mutations of it, binary garbage, very long lines and deep
+// nesting.
 #include "control/kvora_XML_handler.h"
 
 #include <gtest/gtest.h>
@@ -70,10 +70,6 @@ std::string nested(int depth, const char *separator) {
 
 }  // namespace
 
-TEST(XMLFuzz, TheValidFileIsAccepted) {
-    EXPECT_EQ(read(kValid).outcome, ACCEPTED);
-}
-
 TEST(XMLFuzz, EveryTruncationEnds) {
     const std::string valid(kValid);
     std::string accepted;
@@ -90,13 +86,17 @@ TEST(XMLFuzz, EveryTruncationEnds) {
     EXPECT_EQ(accepted, std::to_string(valid.size()) + " " + std::to_string(valid.size() - 1) + " 2 1 ");
 }
 
-TEST(XMLFuzz, RandomMutationsEnd) {
+TEST(XMLFuzz, RandomMutationsAndBinaryGarbageEnd) {
     std::mt19937 random(20261122u);
-    const std::string valid(kValid);
     const char alphabet[] = "<>/=\"&;#x \t\r\n\0aZ9\x7F\x80\xFF";
     auto start = std::chrono::steady_clock::now();
+    for (int round = 0; round < 50; ++round) {
+        std::string text(4096 + random() % 60000, '\0');
+        for (char &c : text) c = static_cast<char>(random());
+        read(text);
+    }
     for (int round = 0; round < 3000; ++round) {
-        std::string text = valid;
+        std::string text = kValid;
         int edits = 1 + static_cast<int>(random() % 8);
         for (int e = 0; e < edits && !text.empty(); ++e) {
             size_t at = random() % text.size();
@@ -110,15 +110,6 @@ TEST(XMLFuzz, RandomMutationsEnd) {
         read(text);
     }
     EXPECT_LT(secondsSince(start), 60.0);
-}
-
-TEST(XMLFuzz, BinaryGarbageEnds) {
-    std::mt19937 random(7u);
-    for (int round = 0; round < 50; ++round) {
-        std::string text(4096 + random() % 60000, '\0');
-        for (char &c : text) c = static_cast<char>(random());
-        read(text);
-    }
 }
 
 TEST(XMLFuzz, VeryLongLines) {
@@ -144,41 +135,21 @@ TEST(XMLFuzz, VeryLongLines) {
     EXPECT_LT(secondsSince(start), 30.0);
 }
 
-TEST(XMLFuzz, BrokenEntitiesAreRefused) {
-    struct Case {
-        const char *text;
-        const char *message;
-    } cases[] = {
-        {"<a>x&amp</a>\n", "Could not preprocess [x]\n"},
-        {"<a>&#x</a>\n", "Could not preprocess []\n"},
-        {"<a b=\"&unknown;\"/>\n", "Could not preprocess []\n"},
-        {"<a&lt>1</a>\n", "Could not preprocess [a]\n"},
-        {"<a>&#99999999999999999999;</a>\n", "Could not preprocess []\n"},
-    };
-    for (const Case &c : cases) {
-        Result r = read(c.text);
-        EXPECT_EQ(r.outcome, REFUSED) << c.text;
-        EXPECT_NE(r.out.find(c.message), std::string::npos) << c.text << r.out;
-    }
-}
-
 TEST(XMLFuzz, AThousandNestedTagsAreRead) {
     for (const char *separator : {"", "\n"}) {
         KVORAEnv *env = nullptr;
         KVORAXMLHandler handler(env);
         std::istringstream in(nested(1000, separator));
         testing::internal::CaptureStdout();
-        bool ok = handler.readFrom(in, env);
-        std::string out = testing::internal::GetCapturedStdout();
-        EXPECT_TRUE(ok) << out.substr(0, 300);
+        EXPECT_TRUE(handler.readFrom(in, env));
+        testing::internal::GetCapturedStdout();
         std::string path;
         for (int i = 0; i < 1000; ++i) path += (i ? "/t" : "t") + std::to_string(i % 7);
         ASSERT_TRUE(handler.findTagByLongName(path.c_str(), env));
         EXPECT_STREQ(handler.getTagByLongName(path.c_str(), env).getValue().c_str(), "deep");
         handler.releasePrimitive(env);
     }
-    Result tooDeep = read(nested(2001, "\n"));
-    EXPECT_EQ(tooDeep.outcome, REFUSED);
+    EXPECT_EQ(read(nested(2001, "\n")).outcome, REFUSED);
     EXPECT_EQ(read(nested(2000, "\n")).outcome, ACCEPTED);
 }
 
