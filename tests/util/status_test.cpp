@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 
 TEST(StatusRecord, SeverityLetters) {
@@ -61,18 +60,6 @@ TEST(StatusRecord, TextsOfAFilledRecord) {
     status.set(-3, 4242, 0, nullptr, nullptr, 0);
     EXPECT_EQ(status.getText(), "S4242: ");
     EXPECT_STREQ(status.getState(), "38M00");
-}
-
-TEST(StatusRecord, PrintsWithTheThreadAndTheOldTraceHeading) {
-    KVORAStatus status;
-    status.set(0, 9004, 0, nullptr, nullptr, 0);
-    std::ostringstream out;
-    status.print(out, 77);
-    EXPECT_EQ(out.str(), " TID: 77I9004: Enter\n");
-    status.setFromOldTrace(true);
-    std::ostringstream old;
-    status.print(old, 5);
-    EXPECT_EQ(old.str(), "OLD TRACE: Trace information.\n TID: 5I9004: Enter\n");
 }
 
 TEST(StatusRecord, OnlyAWorseRecordDisplacesTheStoredOne) {
