@@ -8,8 +8,7 @@
 
 #include "util_test_support.h"
 
-TEST(BlobStreams, ReaderCountsAndEnd)
-{
+TEST(BlobStreams, ReaderCountsAndEnd) {
     std::istringstream in(std::string("abcde"));
     KVOStreamBlobReader r(&in);
     char buf[8] = {};
@@ -30,8 +29,7 @@ TEST(BlobStreams, ReaderCountsAndEnd)
     EXPECT_TRUE(utiltest::failedWith(utiltest::caught([&] { r2.seek(0); }), "Function/Feature not yet implemented"));
 }
 
-TEST(BlobStreams, WriterCountsAndFailure)
-{
+TEST(BlobStreams, WriterCountsAndFailure) {
     std::ostringstream out;
     {
         KVOStreamBlobWriter w(&out);

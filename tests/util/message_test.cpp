@@ -103,13 +103,6 @@ TEST(MessageCatalogue, SampleTextsReadAsWritten) {
     EXPECT_EQ(out.str(), "Unrecognized token [tok]Field number  out of range (range is 1..4)");
 }
 
-TEST(MessageIssue, BeforeAnyMessageTheComponentIsNotInitialized) {
-    KVORAEnv *env = freshEnv();
-    EXPECT_EQ(kvoraLastMessage(env), "Messaging not initialized !");
-    EXPECT_EQ(kvoraLastMessageParams(env), "");
-    EXPECT_EQ(kvoraMessageInfo(2, env), "");
-}
-
 TEST(MessageIssue, SeveritiesMapToStatusLettersAndStates) {
     const struct {
         int32_t severity;
@@ -161,6 +154,8 @@ TEST(MessageIssue, SilentRunsIssueNothingAndAnUnknownModeIsAFailedAssertion) {
     kvoraSilentFlag = 1;
     EXPECT_EQ(kvoraIssueMessage(2, 9036, env), -2);
     EXPECT_EQ(kvoraLastMessage(env), "Messaging not initialized !");
+    EXPECT_EQ(kvoraLastMessageParams(env), "");
+    EXPECT_EQ(kvoraMessageInfo(2, env), "");
     int32_t savedError = kvoraErrorFlag;
     EXPECT_THROW(kvoraMessageInfo(3, env), int);
     EXPECT_THROW(kvoraMessageInfo(-1, env), int);

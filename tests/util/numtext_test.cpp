@@ -15,30 +15,26 @@
 namespace {
 
 template <class T>
-std::string streamed(T value)
-{
+std::string streamed(T value) {
     std::ostringstream out;
     out << value;
     return out.str();
 }
 
-std::string realText(double value)
-{
+std::string realText(double value) {
     char buffer[kvoraNumTextRoom];
     return std::string(buffer, kvoraRealText(buffer, value));
 }
 
 template <class Int>
-std::string intText(Int value)
-{
+std::string intText(Int value) {
     char buffer[kvoraNumTextRoom];
     return std::string(buffer, kvoraIntText(buffer, value));
 }
 
 }  // namespace
 
-TEST(NumText, RealsAsTheStreamWritesThem)
-{
+TEST(NumText, RealsAsTheStreamWritesThem) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double cases[] = {0.0,     -0.0,     1.0,       -1.0,      0.5,        1e-5,      1e-4,      0.0001234565,
                             123456,  1234567,  999999.5,  9999995,   999999.49,  0.1 + 0.2, 1.0 / 3.0, 2.5e-300,
@@ -58,8 +54,7 @@ TEST(NumText, RealsAsTheStreamWritesThem)
     }
 }
 
-TEST(NumText, IntegersAsTheStreamWritesThem)
-{
+TEST(NumText, IntegersAsTheStreamWritesThem) {
     EXPECT_EQ(intText(std::numeric_limits<int32_t>::min()), streamed(std::numeric_limits<int32_t>::min()));
     EXPECT_EQ(intText(std::numeric_limits<int32_t>::max()), streamed(std::numeric_limits<int32_t>::max()));
     EXPECT_EQ(intText(std::numeric_limits<uint64_t>::max()), streamed(std::numeric_limits<uint64_t>::max()));

@@ -1,12 +1,11 @@
-// The object stream model apart from its byte format: keyword matching by
-// each mode, numbers clamped to the variable's type, arrays read in place,
-// and back pointer registrations.
+// The object stream model apart from its byte format (keyword matching is
+// checked with each format's reader): numbers clamped to the variable's type,
+// arrays read in place, and back pointer registrations.
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "util/kvora_objio.h"
 #include "util_test_support.h"
@@ -14,35 +13,6 @@
 using utiltest::binaryRead;
 using utiltest::binaryWritten;
 using utiltest::Caught;
-
-namespace {
-
-// A reader fed with prepared keywords, to test matching without a format.
-class ScriptedReader : public KVORAObjReader {
-public:
-    std::vector<std::pair<KVORAKeyword, int32_t>> ivScript;  // keyword, match mode
-    size_t ivNext = 0;
-    void readKeyword(KVORA_ENV env) override {
-        if (ivNext >= ivScript.size()) {
-            ivKeywordState = KeywordEnd;
-            return;
-        }
-        ivKeyword = ivScript[ivNext].first;
-        ivMatchMode = ivScript[ivNext++].second;
-        ivKeywordState = KeywordPending;
-    }
-    void readBool(bool &, KVORA_ENV) override {}
-    void readChar(char &, KVORA_ENV) override {}
-    void readString(KV2AscString &, KVORA_ENV) override {}
-    void readUnsigned(uint64_t &, KVORA_ENV) override {}
-    void readSigned(int64_t &, KVORA_ENV) override {}
-    void readReal(double &, KVORA_ENV) override {}
-    void readObjectType(KV2AscString &, KVORA_ENV) override {}
-    void beginObject(KVORA_ENV) override {}
-    int32_t beginArray(KVORA_ENV) override { return 0; }
-};
-
-}  // namespace
 
 class KVORAOiItem : public KVORAObject {
     KVORA_OBJECT_DECL(KVORAOiItem)
@@ -56,50 +26,18 @@ KVORA_OBJECT_IMPL(KVORAOiItem, KVORAObject, 2)
 KVORA_MEMBER_KEYWORD(KVORAOiItem, ivA, 1)
 KVORA_MEMBER_KEYWORD(KVORAOiItem, ivB, 2)
 
-void KVORAOiItem::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
-{
+void KVORAOiItem::readPrimitive(KVORAObjReader &r, KVORA_ENV env) {
     kvoraRead(r, KVORA_KWD(ivA), ivA, env);
     kvoraRead(r, KVORA_KWD(ivB), ivB, env);
 }
 
 void KVORAOiItem::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const { kvoraWrite(w, KVORA_KWD(ivA), ivA, env); }
 
-TEST(ObjectStreamModel, KeywordMatchingModes)
-{
-    KVORAEnv *env = nullptr;
-    ScriptedReader r;
-    r.ivScript = {{KVORAKeyword("", 0, 0, 8), KVORAObjReader::MatchByGlobalId},
-                  {KVORAKeyword("", 5, 2, 0), KVORAObjReader::MatchByClassLocal},
-                  {KVORAKeyword("ivA"), KVORAObjReader::MatchByName}};
-    KVORAKeyword byGlobal("ivB", 5, 2, 8);
-    KVORAKeyword other("ivA", 5, 1, 7);
-
-    // A miss leaves the keyword pending: no new read, same count.
-    EXPECT_FALSE(r.keywordMatches(other, env));
-    EXPECT_EQ(r.ivKeywordState, KVORAObjReader::KeywordPending);
-    EXPECT_TRUE(r.keywordMatches(byGlobal, env));
-    EXPECT_EQ(r.ivKeywordCount, 1);
-    EXPECT_EQ(r.ivKeywordState, KVORAObjReader::KeywordMatched);
-    EXPECT_EQ(r.ivMatchMode, KVORAObjReader::MatchDone);
-    EXPECT_EQ(r.ivKeyword.ivName, "ivB");  // the matched keyword is copied over
-    r.clearKeyword();
-    EXPECT_FALSE(r.keywordMatches(other, env));    // class 5, local 1 differs
-    EXPECT_TRUE(r.keywordMatches(byGlobal, env));  // class 5, local 2
-    r.clearKeyword();
-    EXPECT_FALSE(r.keywordMatches(byGlobal, env));  // by name: "ivB" is not "ivA"
-    EXPECT_TRUE(r.keywordMatches(other, env));
-    r.clearKeyword();
-    EXPECT_FALSE(r.keywordMatches(other, env));  // the end
-    EXPECT_TRUE(r.atEnd());
-    EXPECT_EQ(r.ivKeywordCount, 4);
-}
-
 namespace {
 
 // A number written by `writeValue`, read into a T.
 template <class T, class W>
-T readAs(W writeValue)
-{
+T readAs(W writeValue) {
     T x{};
     Caught o = binaryRead(binaryWritten(writeValue), [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, x, e); });
     EXPECT_FALSE(o.threw) << o.err;
@@ -114,8 +52,7 @@ T fromReal(double v) { return readAs<T>([v](KVORAObjWriter &w, KVORA_ENV e) { w.
 
 }  // namespace
 
-TEST(ObjectStreamModel, NumbersAreClampedToTheVariable)
-{
+TEST(ObjectStreamModel, NumbersAreClampedToTheVariable) {
     EXPECT_EQ(fromSigned<int32_t>(5000000000LL), 2147483647);
     EXPECT_EQ(fromSigned<int32_t>(-5000000000LL), -2147483647 - 1);
     EXPECT_EQ(fromSigned<int8_t>(300), 127);
@@ -128,8 +65,7 @@ TEST(ObjectStreamModel, NumbersAreClampedToTheVariable)
     EXPECT_EQ(fromReal<float>(0.5), 0.5f);
 }
 
-TEST(ObjectStreamModel, ArraysAreReadInPlace)
-{
+TEST(ObjectStreamModel, ArraysAreReadInPlace) {
     KVORAEnv *env = nullptr;
     kvoraGetEnv(env);
     KVORAArray<KVORAOiItem> src;
@@ -175,8 +111,7 @@ TEST(ObjectStreamModel, ArraysAreReadInPlace)
 
 // Resolving through the attached object is checked with the field name map;
 // here: a second registration replaces the first, and the table is small.
-TEST(ObjectStreamModel, BackPointerRegistrations)
-{
+TEST(ObjectStreamModel, BackPointerRegistrations) {
     KVORAOiItem first, second;
     const KV2AscString name("KVORAFieldNameMap::cvBackPtrName");
     Caught o = binaryRead("", [&](KVORAObjReader &r, KVORA_ENV e) {
@@ -192,8 +127,7 @@ TEST(ObjectStreamModel, BackPointerRegistrations)
 // The element loop's bound once overflowed 32 bits for the size 2^31-1, so
 // that no element was read. The elements are read until the stream ends,
 // which fails as a broken stream.
-TEST(ObjectStreamModel, TheLargestAnnouncedSizeReadsUntilTheStreamEnds)
-{
+TEST(ObjectStreamModel, TheLargestAnnouncedSizeReadsUntilTheStreamEnds) {
     KVORAEnv *env = nullptr;
     std::string s = binaryWritten([](KVORAObjWriter &w, KVORA_ENV e) {
         w.beginArray(INT32_MAX, e);

@@ -1,7 +1,6 @@
-// Persistent test classes that hold one member of every kind the object
-// streams carry, and a graph of them that both stream formats must carry
-// whole. Every string in the graph is non-empty and every real has few
-// digits, so that the ASCII form holds all of it too. The classes register
+// Test classes with one member of every kind the object streams carry, and
+// a graph of them that both formats must carry whole (strings non-empty and
+// reals short, so that the ASCII form holds them too). The classes register
 // themselves: include this in one source file per test program.
 #pragma once
 
@@ -58,15 +57,13 @@ KVORA_OBJECT_IMPL(KVORAGraphTestLeaf, KVORAObject, 2)
 KVORA_MEMBER_KEYWORD(KVORAGraphTestLeaf, ivValue, 1)
 KVORA_MEMBER_KEYWORD(KVORAGraphTestLeaf, ivLabel, 2)
 
-void KVORAGraphTestLeaf::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
-{
+void KVORAGraphTestLeaf::readPrimitive(KVORAObjReader &r, KVORA_ENV env) {
     KVORAObject::readPrimitive(r, env);
     kvoraRead(r, KVORA_KWD(ivValue), ivValue, env);
     kvoraRead(r, KVORA_KWD(ivLabel), ivLabel, env);
 }
 
-void KVORAGraphTestLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
-{
+void KVORAGraphTestLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const {
     KVORAObject::writePrimitive(w, env);
     kvoraWrite(w, KVORA_KWD(ivValue), ivValue, env);
     kvoraWrite(w, KVORA_KWD(ivLabel), ivLabel, env);
@@ -75,14 +72,12 @@ void KVORAGraphTestLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
 KVORA_OBJECT_IMPL(KVORAGraphTestBigLeaf, KVORAGraphTestLeaf, 1)
 KVORA_MEMBER_KEYWORD(KVORAGraphTestBigLeaf, ivExtra, 1)
 
-void KVORAGraphTestBigLeaf::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
-{
+void KVORAGraphTestBigLeaf::readPrimitive(KVORAObjReader &r, KVORA_ENV env) {
     KVORAGraphTestLeaf::readPrimitive(r, env);
     kvoraRead(r, KVORA_KWD(ivExtra), ivExtra, env);
 }
 
-void KVORAGraphTestBigLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
-{
+void KVORAGraphTestBigLeaf::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const {
     KVORAGraphTestLeaf::writePrimitive(w, env);
     kvoraWrite(w, KVORA_KWD(ivExtra), ivExtra, env);
 }
@@ -102,15 +97,13 @@ KVORA_OBJECT_IMPL(KVORAGraphTestNode, KVORAObject, 14)
 KVORA_GRAPH_NODE_MEMBERS(KVORA_GRAPH_KEYWORD)
 KVORA_MEMBER_KEYWORD(KVORAGraphTestNode, ivKept, 14)
 
-void KVORAGraphTestNode::readPrimitive(KVORAObjReader &r, KVORA_ENV env)
-{
+void KVORAGraphTestNode::readPrimitive(KVORAObjReader &r, KVORA_ENV env) {
     KVORAObject::readPrimitive(r, env);
     KVORA_GRAPH_NODE_MEMBERS(KVORA_GRAPH_READ)
     kvoraRead(r, KVORA_KWD(ivKept), ivKept, env);
 }
 
-void KVORAGraphTestNode::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
-{
+void KVORAGraphTestNode::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const {
     KVORAObject::writePrimitive(w, env);
     KVORA_GRAPH_NODE_MEMBERS(KVORA_GRAPH_WRITE)
     if (cvWriteKept) {
@@ -118,8 +111,7 @@ void KVORAGraphTestNode::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const
     }
 }
 
-void KVORAGraphTestNode::releasePrimitive(KVORA_ENV env)
-{
+void KVORAGraphTestNode::releasePrimitive(KVORA_ENV env) {
     ivLeaf.reset(env);
     ivNoLeaf.reset(env);
     ivValues.reset(env);
@@ -136,8 +128,7 @@ namespace graphtest {
 
 constexpr const char *kName = "a \"quoted\" ^name\\ with\ttab";
 
-inline void fillGraph(KVORAGraphTestNode &n, KVORA_ENV env)
-{
+inline void fillGraph(KVORAGraphTestNode &n, KVORA_ENV env) {
     n.ivCount = -300;
     n.ivReal = 0.125;
     n.ivFlag = true;
@@ -145,27 +136,25 @@ inline void fillGraph(KVORAGraphTestNode &n, KVORA_ENV env)
     n.ivBig = UINT64_MAX;
     n.ivSigned = INT64_MIN;
     n.ivName = kName;
+    auto setLeaf = [](KVORAGraphTestLeaf &leaf, int32_t value, const char *label) {
+        leaf.ivValue = value;
+        leaf.ivLabel = label;
+    };
     n.ivLeaf.reset(new KVORAGraphTestLeaf(), env);
-    n.ivLeaf->ivValue = 64;
-    n.ivLeaf->ivLabel = "owned";
+    setLeaf(*n.ivLeaf, 64, "owned");
     n.ivValues.setSize(3, env);
-    n.ivValues[1] = 1.5;
-    n.ivValues[2] = -2.25;
-    n.ivValues[3] = 1e300;
+    const double values[] = {1.5, -2.25, 1e300};
+    for (int32_t i = 1; i <= 3; ++i) n.ivValues[i] = values[i - 1];
     n.ivLeaves.setSize(3, env);
     n.ivLeaves[1].reset(new KVORAGraphTestLeaf(), env);
-    n.ivLeaves[1]->ivValue = 1;
-    n.ivLeaves[1]->ivLabel = "one";
+    setLeaf(*n.ivLeaves[1], 1, "one");
     KVORAGraphTestBigLeaf *big = new KVORAGraphTestBigLeaf();
-    big->ivValue = 3;
-    big->ivLabel = "three";
+    setLeaf(*big, 3, "three");
     big->ivExtra = INT64_MIN;
     n.ivLeaves[3].reset(big, env);  // element 2 stays null
     n.ivEmbedded.setSize(2, env);
-    n.ivEmbedded[1].ivValue = 11;
-    n.ivEmbedded[1].ivLabel = "first";
-    n.ivEmbedded[2].ivValue = 12;
-    n.ivEmbedded[2].ivLabel = "second";
+    setLeaf(n.ivEmbedded[1], 11, "first");
+    setLeaf(n.ivEmbedded[2], 12, "second");
     n.ivChild.reset(new KVORAGraphTestNode(), env);
     n.ivChild->ivCount = 7;
     n.ivChild->ivName = "child";
@@ -174,8 +163,7 @@ inline void fillGraph(KVORAGraphTestNode &n, KVORA_ENV env)
 
 // The graph written by `write` (a stream format's writer over a text).
 template <class W>
-std::string graphWritten(W write)
-{
+std::string graphWritten(W write) {
     KVORAEnv *env = nullptr;
     KVORAOwnPtr<KVORAGraphTestNode> root;
     root.reset(new KVORAGraphTestNode(), env);
@@ -186,8 +174,7 @@ std::string graphWritten(W write)
 }
 
 // A graph read back holds what fillGraph put in.
-inline void expectFilledGraph(const KVORAGraphTestNode &n)
-{
+inline void expectFilledGraph(const KVORAGraphTestNode &n) {
     EXPECT_EQ(n.ivCount, -300);
     EXPECT_EQ(n.ivReal, 0.125);
     EXPECT_TRUE(n.ivFlag);

@@ -97,59 +97,47 @@ TEST(Trace, DefaultRunBlockInTheDefaultFile) {
     EXPECT_EQ(Lines(lines.begin() + 2, lines.end()), expected);
 }
 
-TEST(Trace, LevelTextsFromTheEnvironment) {
-    // The numeric texts stand one below the levels; a text naming no level
-    // keeps the default but still counts as set.
+TEST(Trace, LevelsAndComponentsFromTheEnvironmentOverrideTheCalls) {
+    // The numeric levels stand one below the names; a text naming no level
+    // keeps the default but counts as set. Component names are blank-padded
+    // to eight; NONE clears everything and ends the list.
     const struct {
-        const char *text;
+        const char *levelText;
         int level;
         const char *name;
-    } cases[] = {{"NONE", 0, "NONE"}, {"0", 1, "MINIMUM"}, {"1", 2, "BASIC"},      {"MOST", 3, "MOST"},
-                 {"3", 4, "ALL"},     {"9", 4, "ALL"},     {"basic", 1, "MINIMUM"}, {"10", 1, "MINIMUM"}};
-    for (const auto &c : cases) {
-        ChildRun run({{"KVO_TRACELEVEL", c.text}}, [] {
-            KVOTrace trace;
-            trace.setTraceLevel(KVOTRC_MOST);  // the environment overrides
-            return trace.traceLevel();
-        });
-        EXPECT_EQ(run.rc, c.level) << c.text;
-        Lines lines = run.lines();
-        EXPECT_TRUE(hasLine(lines, std::string("Trace level:                         ") + c.name +
-                                       " (from environment variable KVO_TRACELEVEL)"))
-            << c.text;
-        EXPECT_TRUE(hasLine(lines, "WARNING: Attempted to change tracelevel, environment variable overrides"));
-    }
-}
-
-TEST(Trace, ComponentListsFromTheEnvironment) {
-    const struct {
         const char *list;
         std::vector<int> enabled;
     } cases[] = {
-        {"KERNEL", kAll},  // no blanks: matches nothing, all stay on
-        {"BOGUS,KERNEL  ,GUI     ,UTIL", {3, 10}},
-        {"MODELING,SCORING ", {11, 12}},
-        {"KERNEL  ,NONE,GUI     ", {}},  // NONE clears everything and ends the list
-        {"DACC    ,ALL", kAll},
-        {"kernel  ", kAll},
+        {"NONE", 0, "NONE", "KERNEL", kAll},  // no blanks: matches nothing, all stay on
+        {"0", 1, "MINIMUM", "BOGUS,KERNEL  ,GUI     ,UTIL", {3, 10}},
+        {"1", 2, "BASIC", "MODELING,SCORING ", {11, 12}},
+        {"MOST", 3, "MOST", "KERNEL  ,NONE,GUI     ", {}},
+        {"3", 4, "ALL", "DACC    ,ALL", kAll},
+        {"9", 4, "ALL", "kernel  ", kAll},
+        {"basic", 1, "MINIMUM", "KERNEL  ", {3}},
+        {"10", 1, "MINIMUM", "NONE", {}},
     };
     for (const auto &c : cases) {
-        ChildRun run({{"KVO_TRACECOMP", c.list}}, [] {
+        ChildRun run({{"KVO_TRACELEVEL", c.levelText}, {"KVO_TRACECOMP", c.list}}, [] {
             KVOTrace trace;
-            trace.enableComponent("ALL");  // the environment overrides
+            trace.setTraceLevel(KVOTRC_MOST);
+            trace.enableComponent("ALL");
             trace.trace(KVOTRC_MINIMUM, KVOTRC_KERNEL, "kernel line");
-            return trace.isComponentEnabled("KERNEL  ") ? 1 : 0;
+            return trace.traceLevel() * 2 + (trace.isComponentEnabled("KERNEL  ") ? 1 : 0);
         });
         bool kernelOn = false;
         for (int e : c.enabled) kernelOn = kernelOn || e == 3;
-        EXPECT_EQ(run.rc, kernelOn ? 1 : 0) << c.list;
+        EXPECT_EQ(run.rc, c.level * 2 + (kernelOn ? 1 : 0)) << c.levelText << " " << c.list;
         Lines lines = run.lines();
         ASSERT_GE(lines.size(), 19u);
+        EXPECT_EQ(lines[4], std::string("Trace level:                         ") + c.name +
+                                " (from environment variable KVO_TRACELEVEL)");
         EXPECT_EQ(lines[5], "Status of tracing for components:     (from environment variable KVO_TRACECOMP)");
         EXPECT_EQ(Lines(lines.begin() + 6, lines.begin() + 19), componentLines(c.enabled)) << c.list;
+        EXPECT_TRUE(hasLine(lines, "WARNING: Attempted to change tracelevel, environment variable overrides"));
         EXPECT_TRUE(
             hasLine(lines, "WARNING: Attempted to change enabled components, environment variable overrides"));
-        EXPECT_EQ(hasLine(lines, "kernel line"), kernelOn) << c.list;
+        EXPECT_EQ(hasLine(lines, "kernel line"), kernelOn && c.level > 0) << c.list;
     }
 }
 

