@@ -59,37 +59,26 @@ protected:
     KVORAXaRay<double, 1> row;
 };
 
-TEST_F(CGAStepsTest, PlainRangeSplitsByTheNumberOfIterations) {
-    setSizes(*data, {4, 4, 4, 4, 4});
-    data->ivNumIterationsCollectingEdges = 2;
-    data->ivIterationCounterCollectingEdges = 1;
-    data->setRelevantClusterRange(env);
-    EXPECT_EQ(data->ivMinIndRelevantClusters, 1);
-    EXPECT_EQ(data->ivMaxIndRelevantClusters, 3);  // ceil(5 / 2) = 3
-    data->ivIterationCounterCollectingEdges = 2;
-    data->setRelevantClusterRange(env);
-    EXPECT_EQ(data->ivMinIndRelevantClusters, 4);
-    EXPECT_EQ(data->ivMaxIndRelevantClusters, 5);
-    // More iterations than clusters: one cluster each, done at the last cluster.
-    setSizes(*data, {4, 4});
-    data->ivNumIterationsCollectingEdges = 3;
-    data->ivIterationCounterCollectingEdges = 2;
-    data->setRelevantClusterRange(env);
-    EXPECT_EQ(data->ivMinIndRelevantClusters, 2);
-    EXPECT_EQ(data->ivMaxIndRelevantClusters, 2);
-}
-
-TEST_F(CGAStepsTest, RunningLimitTakesClustersWhileTheSumFits) {
-    setSizes(*data, {3, 2, 4, 9, 1});
-    data->ivMaxNodesCollectingEdges = 5;
-    std::vector<std::pair<int32_t, int32_t>> ranges;
-    for (int32_t r = 1; r <= 4; ++r) {
+// The clusters of collecting iteration r: split by the number of iterations,
+// or, under a node limit, taken while their sum fits.
+TEST_F(CGAStepsTest, CollectingRangesSplitByIterationsOrByTheNodeLimit) {
+    typedef std::pair<int32_t, int32_t> R;
+    auto range = [&](int32_t r) {
         data->ivIterationCounterCollectingEdges = r;
         data->setRelevantClusterRange(env);
-        ranges.emplace_back(data->ivMinIndRelevantClusters, data->ivMaxIndRelevantClusters);
-    }
+        return R(data->ivMinIndRelevantClusters, data->ivMaxIndRelevantClusters);
+    };
+    setSizes(*data, {4, 4, 4, 4, 4});
+    data->ivNumIterationsCollectingEdges = 2;
+    EXPECT_EQ(range(1), R(1, 3));  // ceil(5 / 2) = 3
+    EXPECT_EQ(range(2), R(4, 5));
+    setSizes(*data, {4, 4});  // more iterations than clusters: one each
+    data->ivNumIterationsCollectingEdges = 3;
+    EXPECT_EQ(range(2), R(2, 2));
     // 3+2 fits, 4 alone, 9 taken although above the limit, then 1.
-    EXPECT_EQ(ranges, (std::vector<std::pair<int32_t, int32_t>>{{1, 2}, {3, 3}, {4, 4}, {5, 5}}));
+    setSizes(*data, {3, 2, 4, 9, 1});
+    data->ivMaxNodesCollectingEdges = 5;
+    EXPECT_EQ((std::vector<R>{range(1), range(2), range(3), range(4)}), (std::vector<R>{{1, 2}, {3, 3}, {4, 4}, {5, 5}}));
 }
 
 TEST_F(CGAStepsTest, IsolatedNodesVoteAndAreAdmittedWhileThereIsRoom) {
@@ -103,14 +92,11 @@ TEST_F(CGAStepsTest, IsolatedNodesVoteAndAreAdmittedWhileThereIsRoom) {
     setRow({30, 0.0, 20, 21});
     data->checkConnectingNode(6, row, env);
     // A node with a cluster, an empty row and a row of strangers propose nothing.
-    setRow({20});
-    data->checkConnectingNode(10, row, env);
-    setRow({});
-    data->checkConnectingNode(7, row, env);
-    setRow({99, 98});
-    data->checkConnectingNode(8, row, env);
-    setRow({21, 20});
-    data->checkConnectingNode(9, row, env);
+    const std::vector<std::pair<uint64_t, std::vector<double>>> rows = {{10, {20}}, {7, {}}, {8, {99, 98}}, {9, {21, 20}}};
+    for (const auto &r : rows) {
+        setRow(r.second);
+        data->checkConnectingNode(r.first, row, env);
+    }
     EXPECT_EQ(items(data->ivNodesToConnect), (std::vector<uint64_t>{5, 6, 9}));
     EXPECT_EQ(items(data->ivClustersToConnectNodesTo), (std::vector<int32_t>{3, 1, 2}));
 

@@ -152,13 +152,9 @@ TEST_F(DIFScanTest, TheSampleTraceShowsTheFirstNineRecords) {
     testing::internal::CaptureStdout();
     row(3, {{1, 2.0}, {2, 2.0}, {4, 2.0}, {5, 2.0}, {6, 2.0}, {7, 2.0}, {8, 2.0}, {9, 2.0}, {10, 2.0}, {11, 2.0}});
     const std::string out = testing::internal::GetCapturedStdout();
-    const std::string first = ">>>>>> Worker 0[SampleTraceEventStarts]\n"
-                              " Entering KVORADIFData::update, ivState = 0, sample num = 3\n"
-                              " -- dataVec size =  2\n"
-                              "  - Elm 1: 0\n"
-                              "  - Elm 2: 10\n"
-                              "-- targetVec size =  1\n"
-                              "  - Elm 1: 3\n";
+    const std::string first = ">>>>>> Worker 0[SampleTraceEventStarts]\n Entering KVORADIFData::update, ivState = 0, "
+                              "sample num = 3\n -- dataVec size =  2\n  - Elm 1: 0\n  - Elm 2: 10\n"
+                              "-- targetVec size =  1\n  - Elm 1: 3\n";
     EXPECT_EQ(out.find(first), 0u) << out;
     size_t entries = 0;
     for (size_t at = out.find(" Entering"); at != std::string::npos; at = out.find(" Entering", at + 1)) ++entries;
