@@ -62,7 +62,9 @@ protected:
     KVORAXaRay<double, 1> row;
 };
 
-TEST_F(MultifileOutputFiles, RowsGoToTheWorkersFile) {
+// Rows go to the worker's file, written from its start without truncating it.
+TEST_F(MultifileOutputFiles, RowsGoToTheWorkersFileFromItsStart) {
+    qrvtest::writeFile(dir, "kernel_worker_2.txt", std::string(60, 'X') + "\n");
     EXPECT_EQ(out.open(KV2AscString((dir + "/kernel.txt").c_str()), env), 1);
     write({1, 2.5});
     write({});  // nothing, not even a line end
@@ -70,15 +72,7 @@ TEST_F(MultifileOutputFiles, RowsGoToTheWorkersFile) {
     EXPECT_EQ(out.close(env), 1);
     EXPECT_FALSE(qrvtest::fileExists(dir + "/kernel.txt"));
     EXPECT_EQ(qrvtest::readFile(dir + "/kernel_worker_2.txt"),
-              "              1,\t       2.500000\n              7\n");
-}
-
-TEST_F(MultifileOutputFiles, WritesFromTheStartWithoutTruncating) {
-    qrvtest::writeFile(dir, "k_worker_2.csv", std::string(20, 'X') + "\n");
-    out.open(KV2AscString((dir + "/k.csv").c_str()), env);
-    write({7});
-    out.close(env);
-    EXPECT_EQ(qrvtest::readFile(dir + "/k_worker_2.csv"), "              7\nXXXX\n");
+              "              1,\t       2.500000\n              7\n" + std::string(11, 'X') + "\n");
 }
 
 TEST_F(MultifileOutputFiles, EmptyShareAndUnopenableFile) {
