@@ -66,18 +66,12 @@ TEST_F(DIFOpenTest, DefaultsAreAnnouncedInTheOrderOfTheKeys) {
     const std::string seedPath = seedDir + "/s.txt";
     qrvtest::writeFile(seedDir, "s.txt", "7\n");
     const std::string out = openWith("<Seed>" + seedPath + "</Seed>\n<OutputFileName>r.csv</OutputFileName>\n");
-    const std::string expected =
-        "Using default sparse data flag\n"
-        "Using default spreading coeeficient value of 0.5 \n"
-        "Seed file: " + seedPath + " modelParameters file = " + paramPath + "\n"
-        "Output file: r.csv\n"
-        "Using default output format - CSV \n"
-        "Using default end condition value of 0.01\n"
-        "Using default maximal number of iterations value of 100\n"
-        "Defaulting verbosity level to 1\n"
-        "find seed file: [" + seedPath + "]\n"
-        "Warning;|5003;|2;|Warning: ignoring empty line or invalid numeric value - 2 ;|WarningEnd\n";
-    EXPECT_EQ(out, expected);
+    EXPECT_EQ(out, "Using default sparse data flag\nUsing default spreading coeeficient value of 0.5 \n"
+                   "Seed file: " + seedPath + " modelParameters file = " + paramPath + "\nOutput file: r.csv\n"
+                   "Using default output format - CSV \nUsing default end condition value of 0.01\n"
+                   "Using default maximal number of iterations value of 100\nDefaulting verbosity level to 1\n"
+                   "find seed file: [" + seedPath + "]\n"
+                   "Warning;|5003;|2;|Warning: ignoring empty line or invalid numeric value - 2 ;|WarningEnd\n");
 }
 
 TEST_F(DIFOpenTest, PresentKeysAreAnnouncedWithTheirValues) {

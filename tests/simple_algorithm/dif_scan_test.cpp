@@ -1,5 +1,5 @@
 // The diffusion object's row scan on hand-made records: what each phase adds,
-// the pass tables, the row bound, and the sampled per-record trace.
+// the pass tables, and the row bound.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -142,26 +142,6 @@ TEST_F(DIFScanTest, ANegativeHeaderCountIsAHugeBoundAndAShortRowPasses) {
     data.gatherCalleeSums();
     EXPECT_EQ(data.ivMatState, 0);
     EXPECT_EQ(data.ivNum2OutDegreeMap, (KVORADIFData::IntMap{{4, 5}, {5, 1}, {6, 1}}));
-}
-
-TEST_F(DIFScanTest, TheSampleTraceShowsTheFirstNineRecords) {
-    data.ivVerbosityLvl = 31;
-    targetVec.setSize(1, env);
-    targetVec[1] = 3.9;
-    data.initIteration(env);
-    testing::internal::CaptureStdout();
-    row(3, {{1, 2.0}, {2, 2.0}, {4, 2.0}, {5, 2.0}, {6, 2.0}, {7, 2.0}, {8, 2.0}, {9, 2.0}, {10, 2.0}, {11, 2.0}});
-    const std::string out = testing::internal::GetCapturedStdout();
-    const std::string first = ">>>>>> Worker 0[SampleTraceEventStarts]\n Entering KVORADIFData::update, ivState = 0, "
-                              "sample num = 3\n -- dataVec size =  2\n  - Elm 1: 0\n  - Elm 2: 10\n"
-                              "-- targetVec size =  1\n  - Elm 1: 3\n";
-    EXPECT_EQ(out.find(first), 0u) << out;
-    size_t entries = 0;
-    for (size_t at = out.find(" Entering"); at != std::string::npos; at = out.find(" Entering", at + 1)) ++entries;
-    EXPECT_EQ(entries, 9u);
-    EXPECT_NE(out.find(">>>>>> Worker 0[SampleTraceEventEnds]\n"), std::string::npos);
-    EXPECT_EQ(data.ivSampleTraceEventsCounter, 12);
-    EXPECT_EQ(data.ivSampleTraceOn, 0);
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ void drop(KVORAKernelData *data, KVORA_ENV env) {
     delete data;
 }
 
-TEST(KernelDataParameters, AGoodSetIsAnnouncedAndTakenOver) {
+TEST(KernelDataParameters, AGoodSetIsAnnouncedAndKeysUnderKernelParamsWin) {
     KVORAEnv *env = nullptr;
     Opened o = openWith(kGoodKeys + "<OutputFileName>k.csv</OutputFileName>\n", env);
     ASSERT_FALSE(o.failed) << o.out;
@@ -73,12 +73,9 @@ TEST(KernelDataParameters, AGoodSetIsAnnouncedAndTakenOver) {
               "Log;|0;|Reading kernel params is done.;|LogEnd\n");
     EXPECT_EQ(o.data->ivSparsityLevel, 0.5);
     drop(o.data, env);
-}
 
-TEST(KernelDataParameters, KeysUnderKernelParamsWinAndDefaultsAreNamed) {
-    KVORAEnv *env = nullptr;
     // The outer tag holds a broken set; the kernel's own group is read.
-    Opened o = openWith("<KernelType>RBF</KernelType>\n<KernelParams>\n<KernelType>Friends</KernelType>\n"
+    o = openWith("<KernelType>RBF</KernelType>\n<KernelParams>\n<KernelType>Friends</KernelType>\n"
                         "<FilterSimilarities>0</FilterSimilarities>\n<isSparseData>0</isSparseData>\n"
                         "<IsSparseKernel>2</IsSparseKernel>\n<SparsityLevel>0.9</SparsityLevel>\n"
                         "<IndicesData>1</IndicesData>\n<EmptyMarker>-1</EmptyMarker>\n"

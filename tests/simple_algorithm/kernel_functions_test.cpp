@@ -33,9 +33,7 @@ protected:
         return {k.k11, k.k10, k.k01, k.k00};
     }
     std::vector<int32_t> listed() const {
-        std::vector<int32_t> out;
-        for (int32_t i = 1; i <= positions.getSize(); ++i) out.push_back(positions[i]);
-        return out;
+        return std::vector<int32_t>(positions.getBlock(), positions.getBlock() + positions.getSize());
     }
     KVORAEnv *env = nullptr;
     KVORAKernelVector a, b;
@@ -70,10 +68,8 @@ TEST_F(KernelFunctionsTest, FriendsCountsAndTheSignRule) {
 
 TEST_F(KernelFunctionsTest, FriendsFilterListsMentionedOwnSamples) {
     KVORAKernelFunctionFriends f(1, 0.0, 100.0, env);
-    samples.copyAppend(10, env);
-    samples.copyAppend(20, env);
-    samples.copyAppend(10, env);  // a repeat keeps its first position; 3 is skipped
-    samples.copyAppend(30, env);
+    // A repeated 10 keeps its first position; 3 is skipped.
+    for (uint64_t s : {10, 20, 10, 30}) samples.copyAppend(s, env);
     f.prepareFilter(samples, env);
     EXPECT_EQ(f.ivFilterSamplesCount, 5);
     EXPECT_EQ(f.filterCandidates(positions, set(a, {30, 10, 99, 10, 0}), env), 2);

@@ -24,9 +24,7 @@ protected:
     }
     std::vector<double> taken(uint64_t &sample, double &t) {
         sample = s2d.takeRow(row, t, env);
-        std::vector<double> out;
-        for (int32_t i = 1; i <= row.getSize(); ++i) out.push_back(row[i]);
-        return out;
+        return std::vector<double>(row.getBlock(), row.getBlock() + row.getSize());
     }
     KVORAEnv *env = nullptr;
     KVORASparseToDenseData s2d;
