@@ -167,11 +167,9 @@ TEST(XMLEntities, NumbersFollowTheirOddRules) {
         {"&#xG;", false, ""},      // a letter first fails the first-digit rule
         {"&#12;x", true, "\x0C" "x"},
         {"&#x80;", false, ""},     // first digit 8 is above 7
-        {"&#9;", false, ""},
         {"&#128;", false, ""},     // the sum exceeds 127
         {"&#127;", true, "\x7F"},
         {"&#1B;", false, ""},      // 11 exceeds the base
-        {"&#;", false, ""},
         {"&AMP;", false, ""},
         {"ab&amp", false, "ab"},   // no ";": what was decoded before stays
         {"ab&#0;cd", true, "ab"},  // a zero ends the text
