@@ -59,10 +59,7 @@ void KVORAScanTestCounter::writePrimitive(KVORAObjWriter &w, KVORA_ENV env) cons
 class KVORAScanTestMulti : public KVORAMultiScan {
     KVORA_OBJECT_DECL(KVORAScanTestMulti)
 public:
-    int32_t ivBeginAnswer = 1;
-    int32_t ivEndAnswer = 1;
-    int32_t ivBegins = 0;
-    int32_t ivEnds = 0;
+    int32_t ivBeginAnswer = 1, ivEndAnswer = 1, ivBegins = 0, ivEnds = 0;
     int32_t beginDataScanPrimitive(KVORA_ENV env) override {
         ++ivBegins;
         return ivBeginAnswer;
@@ -164,10 +161,10 @@ TEST(DataScanIdentity, CopyTakesFunctionsAndPartitionButKeepsItsNumbers)
     EXPECT_EQ(b->ivMaxPartition, 7);
     EXPECT_EQ(b->ivSerialNumber, serialB);
     EXPECT_EQ(b->ivMergeWithSerialNumber, 0);
-
-    std::string err = failureOf([&](KVORA_ENV e) { b->transferFromPrimitive(a.get(), e); });
-    EXPECT_TRUE(contains(err, "Program control should never reach this point")) << err;
-    b->transferFromPrimitive(nullptr, env);  // nothing to move: no failure
+    // Moving one into another is refused; moving nothing is not.
+    EXPECT_TRUE(contains(failureOf([&](KVORA_ENV e) { b->transferFromPrimitive(a.get(), e); }),
+                         "Program control should never reach this point"));
+    b->transferFromPrimitive(nullptr, env);
     a.reset(env);
     b.reset(env);
 }
@@ -271,27 +268,19 @@ TEST(MultiScan, BeginAndEndFollowTheInProgressFlag)
     KVORAEnv *env = nullptr;
     KVORAOwnPtr<KVORAScanTestMulti> m;
     m.reset(new KVORAScanTestMulti(), env);
-
-    // End before begin does nothing and says done.
-    EXPECT_EQ(m->endDataScan(0, env), 1);
+    EXPECT_EQ(m->endDataScan(0, env), 1);  // end before begin: nothing, and done
     EXPECT_EQ(m->ivEnds, 0);
-
-    // A refused begin leaves it idle.
     m->ivBeginAnswer = 0;
-    EXPECT_EQ(m->beginDataScan(env), 0);
+    EXPECT_EQ(m->beginDataScan(env), 0);  // refused: idle, no results
     EXPECT_EQ(m->hasScanResults(), 0);
-
     m->ivBeginAnswer = 1;
     EXPECT_EQ(m->beginDataScan(env), 1);
     EXPECT_EQ(m->ivUpdateFunc, &KVORAScanTestCounter::count);  // set anew
     EXPECT_EQ(m->hasScanResults(), 1);
-    // A second begin answers 1 and does not reach the primitive.
-    EXPECT_EQ(m->beginDataScan(env), 1);
+    EXPECT_EQ(m->beginDataScan(env), 1);  // a second begin does not reach the primitive
     EXPECT_EQ(m->ivBegins, 2);
-
-    // An end that the primitive refuses keeps the scan going.
     m->ivEndAnswer = 0;
-    EXPECT_EQ(m->endDataScan(0, env), 0);
+    EXPECT_EQ(m->endDataScan(0, env), 0);  // a refused end keeps the scan going
     EXPECT_EQ(m->ivScanInProgress, 1);
     m->ivEndAnswer = 1;
     EXPECT_EQ(m->endDataScan(0, env), 1);

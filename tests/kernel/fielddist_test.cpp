@@ -163,10 +163,11 @@ void runPass(Fields &master, const std::vector<Row> &rows, int32_t workers, KVOR
     master.end();
 }
 
+// What three passes learnt: the categories, the counts (missing, default,
+// then each category's) and the bins (low end, high end, count).
 struct Learnt {
     std::vector<std::string> cats;
-    std::vector<double> catCounts, binEnds, binCounts;
-    double valid = 0, missing = 0, deflt = 0;
+    std::vector<double> counts, bins;
 };
 
 Learnt learn(const std::vector<Row> &rows, int32_t workers, KVORA_ENV env)
@@ -175,21 +176,15 @@ Learnt learn(const std::vector<Row> &rows, int32_t workers, KVORA_ENV env)
     master.catDist().ivMaxCatsAllowed = 8;
     master.catDist().ivMinCatOccuranceThreshold = 20;
     for (int32_t p = 0; p < 3; ++p) runPass(master, rows, workers, env);
-    Learnt l;
     const KVORACatFieldDist &c = master.catDist();
+    Learnt l{{}, {c.ivMissingCount, c.ivDefaultCount}, {}};
     for (int32_t i = 1; i <= c.ivCatsVec.getSize(); ++i) {
         l.cats.push_back(c.ivCatsVec[i].ivValue.c_str());
-        l.catCounts.push_back(c.ivCatsVec[i].ivCount);
+        l.counts.push_back(c.ivCatsVec[i].ivCount);
     }
     const KVORANumFieldDist &n = master.numDist();
-    for (int32_t i = 1; i <= n.ivPotBinsVec.getSize(); ++i) {
-        l.binEnds.push_back(n.ivPotBinsVec[i].ivLoEnd);
-        l.binEnds.push_back(n.ivPotBinsVec[i].ivHiEnd);
-        l.binCounts.push_back(n.ivPotBinsVec[i].ivCount);
-    }
-    l.valid = c.ivValidCount;
-    l.missing = c.ivMissingCount;
-    l.deflt = c.ivDefaultCount;
+    for (int32_t i = 1; i <= n.ivPotBinsVec.getSize(); ++i)
+        l.bins.insert(l.bins.end(), {n.ivPotBinsVec[i].ivLoEnd, n.ivPotBinsVec[i].ivHiEnd, n.ivPotBinsVec[i].ivCount});
     EXPECT_EQ(c.ivSampleVec.getSize(), 0);  // freed after the second pass
     return l;
 }
@@ -230,8 +225,8 @@ TEST(CatFieldDist, PassesChooseFrequentTextsCountThemAndDrawByTheCounts)
     for (uint32_t seed = 0; seed < 2000; ++seed) {
         double t = static_cast<double>(kvoraHashCombine(seed, nameHash())) * 10.0 / 4294967295.0;
         f.cat->drawValue(seed, f.env);
-        ASSERT_EQ(f.cat->isMissing(), t <= 1.0 ? 1 : 0) << seed;
-        if (t > 1.0) ASSERT_EQ(f.cat->getTextValue(), t <= 2.0 ? "" : (t <= 7.0 ? "a" : "b")) << seed;
+        const std::string got = f.cat->isMissing() ? "(missing)" : f.cat->getTextValue().c_str();
+        ASSERT_EQ(got, t <= 1.0 ? "(missing)" : t <= 2.0 ? "" : t <= 7.0 ? "a" : "b") << seed;
     }
 
     // A later new value is a default value, and no sample is taken.
@@ -359,20 +354,15 @@ TEST(FieldDistWorkers, SplitsOverOneTwoAndThreeWorkersLearnTheSame)
     for (int32_t k = 2; k <= 3; ++k) {
         Learnt split = learn(rows, k, env);
         EXPECT_EQ(split.cats, one.cats) << k;
-        EXPECT_EQ(split.catCounts, one.catCounts) << k;
-        EXPECT_EQ(split.binEnds, one.binEnds) << k;
-        EXPECT_EQ(split.binCounts, one.binCounts) << k;
-        EXPECT_EQ(split.valid, one.valid) << k;
-        EXPECT_EQ(split.missing, one.missing) << k;
-        EXPECT_EQ(split.deflt, one.deflt) << k;
+        EXPECT_EQ(split.counts, one.counts) << k;
+        EXPECT_EQ(split.bins, one.bins) << k;
     }
     // The counts of the last pass cover every row once.
-    double total = one.missing + one.deflt;
-    for (double c : one.catCounts) total += c;
+    double total = 0, binned = one.counts[0];
+    for (double c : one.counts) total += c;
+    for (size_t i = 2; i < one.bins.size(); i += 3) binned += one.bins[i];
     EXPECT_EQ(total, 12000.0);
-    double binned = 0;
-    for (double c : one.binCounts) binned += c;
-    EXPECT_EQ(binned + one.missing, 12000.0);
+    EXPECT_EQ(binned, 12000.0);
 }
 
 TEST(FieldDistWorkers, LearningAllocatesNothingPerRow)

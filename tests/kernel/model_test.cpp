@@ -106,9 +106,8 @@ struct ModelFixture : public ::testing::Test {
 
 // ---- input fields ----
 
-TEST(ModelFields, UsagesGoToTheirListsAndPlacesAreFound)
+TEST_F(ModelFixture, UsagesGoToTheirListsAndPlacesAreFound)
 {
-    KVORAEnv *env = nullptr;
     KVORAOwnPtr<KVORADataPoint> dp;
     dp.reset(new KVORADataPoint(), env);
     KVORAField *t = addNumField(*dp, "t", 1, env);
@@ -117,9 +116,7 @@ TEST(ModelFields, UsagesGoToTheirListsAndPlacesAreFound)
     KVORAField *line = addNumField(*dp, "line", 7, env);
     KVORAField *w = addNumField(*dp, "w", 2, env);
     KVORAField *v = addNumField(*dp, "v", 2, env);
-
-    KVORAOwnPtr<KVORAModelTestModel> m;
-    m.reset(new KVORAModelTestModel(), env);
+    KVORAModelTestModel *m = model.get();
     m->addInputField(x, 2, nullptr, env);
     m->addInputField(t, 1, nullptr, env);
     m->addInputField(y, 3, nullptr, env);
@@ -154,13 +151,12 @@ TEST(ModelFields, UsagesGoToTheirListsAndPlacesAreFound)
     EXPECT_EQ(m->getNumExplanatoryFields(), 0);
     EXPECT_EQ(m->ivCaseWeightFieldPtr, nullptr);
     EXPECT_EQ(m->ivInvVarWeightFieldPtr, nullptr);
-    m.reset(env);
     dp.reset(env);
 }
 
 // ---- states ----
 
-TEST_F(ModelFixture, ScanRunsFromModeToScanningToFinished)
+TEST_F(ModelFixture, StatesRunFromModeToScanningToFinishedAndOthersAreInvalid)
 {
     model->ivModeAnswer = 0;
     EXPECT_EQ(model->setMiningMode(1, env), 0);  // refused: stays 0
@@ -178,11 +174,8 @@ TEST_F(ModelFixture, ScanRunsFromModeToScanningToFinished)
     EXPECT_EQ(model->endDataScan(0, env), 1);
     EXPECT_EQ(model->getModelState(), -1);
     EXPECT_EQ(model->ivBestModel, 1);  // scores evaluated
-}
 
-TEST_F(ModelFixture, ARefusedBeginFinishesTheModeAtOnceAndOtherStatesAreInvalid)
-{
-    // Mode 4 finishes with scores, modes 7 and 10 without.
+    // A refused begin finishes the mode at once: 4 with scores, 7 and 10 without.
     model->ivBeginAnswer = 0;
     for (int32_t mode : {4, 7, 10}) {
         model->ivBestModel = -1;
