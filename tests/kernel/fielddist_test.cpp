@@ -173,7 +173,7 @@ struct Learnt {
 Learnt learn(const std::vector<Row> &rows, int32_t workers, KVORA_ENV env)
 {
     Fields master;
-    master.catDist().ivMaxCatsAllowed = 8;
+    master.catDist().ivMaxCatsAllowed = 10;
     master.catDist().ivMinCatOccuranceThreshold = 20;
     for (int32_t p = 0; p < 3; ++p) runPass(master, rows, workers, env);
     const KVORACatFieldDist &c = master.catDist();
@@ -234,27 +234,6 @@ TEST(CatFieldDist, PassesChooseFrequentTextsCountThemAndDrawByTheCounts)
     EXPECT_EQ(f.cat->getDistinctCount(), 2);
     EXPECT_EQ(f.catDist().ivDefaultCount, 2.0);
     EXPECT_EQ(f.catDist().ivSampleVec.getSize(), 0);
-}
-
-TEST(CatFieldDist, CeilingAndTiesDoNotDependOnOrder)
-{
-    KVORAEnv *env = nullptr;
-    for (int order = 0; order < 2; ++order) {
-        KVORACatFieldDist d;
-        d.setFieldName(KV2AscString(kFieldName));
-        d.ivMaxCatsAllowed = 2;
-        d.beginPass(env);
-        std::vector<std::string> texts = {"x", "x", "w", "w", "v", "v", "z"};
-        if (order == 1) std::reverse(texts.begin(), texts.end());
-        uint32_t seed = 7;
-        for (const std::string &t : texts) d.add(seed++, KV2AscString(t.c_str()), env);
-        d.endPass(env);
-        // Three texts tie at two hits: the ceiling of two takes v and w.
-        ASSERT_EQ(d.getCategoryCount(), 2) << order;
-        EXPECT_EQ(d.getCategoryAt(1), "v");
-        EXPECT_EQ(d.getCategoryAt(2), "w");
-        d.releasePrimitive(env);
-    }
 }
 
 TEST(NumFieldDist, BinsByEqualSharesTheirStatisticsAndDraws)
@@ -331,7 +310,8 @@ TEST(FieldDistWorkers, SplitsOverOneTwoAndThreeWorkersLearnTheSame)
     std::vector<Row> rows = makeRows(12000);
 
     // The rule itself: the 3000 valid rows of largest priority are the
-    // sample; their texts by hits (then by text) above the threshold, at most 8.
+    // sample; their texts by hits (then by text) above the threshold, at most
+    // 10. The ceiling falls between two texts of 56 hits: the tie decides.
     std::vector<std::pair<uint32_t, std::string>> byPriority;
     for (const Row &r : rows)
         if (!r.missing) byPriority.push_back({kvoraHashCombine(r.seed, nameHash()), r.text});
@@ -344,10 +324,10 @@ TEST(FieldDistWorkers, SplitsOverOneTwoAndThreeWorkersLearnTheSame)
     std::sort(ranked.begin(), ranked.end());
     std::vector<std::string> expectedCats;
     for (const auto &r : ranked) {
-        if (-r.first < 20 || expectedCats.size() >= 8) break;
+        if (-r.first < 20 || expectedCats.size() >= 10) break;
         expectedCats.push_back(r.second);
     }
-    ASSERT_EQ(expectedCats.size(), 8u);
+    ASSERT_EQ(expectedCats.size(), 10u);
 
     Learnt one = learn(rows, 1, env);
     EXPECT_EQ(one.cats, expectedCats);
