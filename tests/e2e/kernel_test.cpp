@@ -1,12 +1,9 @@
-// The kernel through the master and worker loops under the launcher, as the
-// bare kernel model (identifier 8) that the driver never selects itself: a
-// friend-list CSV loaded with qrvload, a parameter file, one to three
-// processes. The union of the workers' kept-value files must be exactly the
-// pairs (own sample i, other sample j) where j's row names i and the value
-// reaches the threshold that the master printed, by a brute-force walk here.
-//
-// Built twice: as part of the end-to-end tests, and with QRV_KERNEL_PROBE_MAIN
-// as the program they run (qrv_kernel_probe <param-file> <input> <model-out>).
+// The kernel through the loops on one to three processes, as the bare kernel
+// model (8) that the driver never selects itself. The union of the workers'
+// kept-value files must be exactly the pairs (own sample i, other sample j)
+// where j's row names i and the value, by a walk here, reaches the threshold
+// that the master printed. With QRV_KERNEL_PROBE_MAIN this file is the
+// program the test runs (qrv_kernel_probe <param-file> <input> <model-out>).
 #ifdef QRV_KERNEL_PROBE_MAIN
 
 #include <mpi.h>
@@ -76,7 +73,7 @@ int main(int argc, char **argv) {
 #include <string>
 #include <vector>
 
-#include "qrv_run.h"
+#include "e2e_run.h"
 
 namespace {
 
@@ -129,13 +126,8 @@ FriendLists randomLists(int nodes, int perRow, uint32_t seed) {
     return lists;
 }
 
-const char *const kKeys =
-    "<KernelType>Friends</KernelType>\n<FilterSimilarities>1</FilterSimilarities>\n<isSparseData>1</isSparseData>\n"
-    "<IsSparseKernel>1</IsSparseKernel>\n<SparsityLevel>0.6</SparsityLevel>\n<IndicesData>1</IndicesData>\n"
-    "<NormalizingFactor>60</NormalizingFactor>\n<OutputFileName>kernel.csv</OutputFileName>\n";
-
-std::string prepare(const FriendLists &lists) {
-    const std::string dir = qrvtest::makeTempDir("qrvkernel");
+TEST(KernelRun, TheWorkersKeepExactlyTheNamedPairsAtOrAboveTheMastersThreshold) {
+    const FriendLists lists = randomLists(400, 10, 9001);
     std::ostringstream csv;
     csv << "node,friends\n";
     for (const auto &row : lists) {
@@ -143,31 +135,15 @@ std::string prepare(const FriendLists &lists) {
         for (uint64_t f : row.second) csv << "," << f;
         csv << "\n";
     }
-    qrvtest::writeFile(dir, "friends.csv", csv.str());
-    qrvtest::writeFile(dir, "params.xml",
-                       std::string("<QRVInput>\n<AlgorithmName>CGA</AlgorithmName>\n") + kKeys + "</QRVInput>\n");
-    qrvtest::RunOptions options;
-    options.dir = dir;
-    const qrvtest::RunResult load =
-        qrvtest::run({qrvtest::qrvloadPath(), "neighbours", "friends.csv", "friends"}, options);
-    EXPECT_EQ(load.status, 0) << load.out << load.err;
-    return dir;
-}
-
-TEST(KernelRun, TheWorkersKeepExactlyTheNamedPairsAtOrAboveTheMastersThreshold) {
-#ifndef QRV_KERNEL_PROBE
-    GTEST_SKIP() << "qrv_kernel_probe is not built";
-#else
-    const FriendLists lists = randomLists(400, 10, 9001);
-    const std::string dir = prepare(lists);
+    const std::string dir = e2e::prepare("neighbours", csv.str(), "friends", {});
+    const std::string params =
+        "<QRVInput>\n<AlgorithmName>CGA</AlgorithmName>\n<KernelType>Friends</KernelType>\n"
+        "<FilterSimilarities>1</FilterSimilarities>\n<isSparseData>1</isSparseData>\n<IsSparseKernel>1</IsSparseKernel>\n"
+        "<SparsityLevel>0.6</SparsityLevel>\n<IndicesData>1</IndicesData>\n<NormalizingFactor>60</NormalizingFactor>\n<OutputFileName>kernel.csv</OutputFileName>\n</QRVInput>\n";
     for (int k = 1; k <= 3; ++k) {
         SCOPED_TRACE(k);
         for (int r = 0; r < 3; ++r) std::remove((dir + "/kernel_worker_" + std::to_string(r) + ".csv").c_str());
-        qrvtest::RunOptions options;
-        options.dir = dir;
-        options.processes = k;
-        options.timeoutSeconds = 300;
-        const qrvtest::RunResult run = qrvtest::run({QRV_KERNEL_PROBE, "params.xml", "friends", "model.xml"}, options);
+        const qrvtest::RunResult run = e2e::runQrvexec(dir, params, "friends", k, "model.xml", 300, QRV_KERNEL_PROBE);
         ASSERT_EQ(run.status, 0) << run.out << run.err;
 
         // Fixed once, on the master, from the merged histogram.
@@ -222,30 +198,6 @@ TEST(KernelRun, TheWorkersKeepExactlyTheNamedPairsAtOrAboveTheMastersThreshold) 
         EXPECT_GT(expectedCount, 200u);
         EXPECT_LT(unsure, 50u);
     }
-#endif
-}
-
-TEST(KernelRun, AKernelOtherThanFriendsEndsTheRunOnTheMaster) {
-#ifndef QRV_KERNEL_PROBE
-    GTEST_SKIP() << "qrv_kernel_probe is not built";
-#else
-    FriendLists lists;
-    lists[1] = {2};
-    lists[2] = {1};
-    const std::string dir = prepare(lists);
-    std::string keys(kKeys);
-    keys.replace(keys.find("Friends"), 7, "RBF");
-    qrvtest::writeFile(dir, "params.xml", "<QRVInput>\n<AlgorithmName>CGA</AlgorithmName>\n" + keys + "</QRVInput>\n");
-    qrvtest::RunOptions options;
-    options.dir = dir;
-    options.processes = 1;
-    const qrvtest::RunResult run = qrvtest::run({QRV_KERNEL_PROBE, "params.xml", "friends", "model.xml"}, options);
-    EXPECT_EQ(qrvtest::processStatus(run), 1);
-    EXPECT_NE(run.out.find("Error;|2204;|VORAKernelDataParameters::readParameters: only Friends Kernel is "
-                           "supported;|ErrorEnd\n"),
-              std::string::npos)
-        << run.out;
-#endif
 }
 
 }  // namespace
