@@ -1,8 +1,7 @@
-// The data-scan protocol between processes: serial numbers and their table,
-// the sign rule of the merge number by writing mode, each refusal of a broken
-// result stream, and the begin/end rule of the multi-scan objects. Results
-// travelling the job tree, sub-results of a model's data object included, are
-// checked end to end by the tree probe on one to eight processes.
+// The data-scan protocol: serial numbers and their table, the sign of the
+// merge number by writing mode, each refusal of a broken result stream, and
+// the multi-scan begin/end rule. Results travelling the job tree are checked
+// end to end by the tree probe on one to eight processes.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -17,7 +16,6 @@
 
 using namespace kerneltest;
 
-// ---- test classes ----
 
 // Counts records; merging adds the other's count.
 class KVORAScanTestCounter : public KVORADataScan {
@@ -29,8 +27,7 @@ public:
     void readPrimitive(KVORAObjReader &r, KVORA_ENV env) override;
     void writePrimitive(KVORAObjWriter &w, KVORA_ENV env) const override;
     void merge(KVORADataScan *other, KVORA_ENV env) override {
-        const KVORAScanTestCounter *o = static_cast<const KVORAScanTestCounter *>(other);
-        ivCount += o->ivCount;
+        ivCount += static_cast<const KVORAScanTestCounter *>(other)->ivCount;
         ++ivMerges;
     }
     int32_t hasScanResults() const override { return 1; }
@@ -60,14 +57,8 @@ class KVORAScanTestMulti : public KVORAMultiScan {
     KVORA_OBJECT_DECL(KVORAScanTestMulti)
 public:
     int32_t ivBeginAnswer = 1, ivEndAnswer = 1, ivBegins = 0, ivEnds = 0;
-    int32_t beginDataScanPrimitive(KVORA_ENV env) override {
-        ++ivBegins;
-        return ivBeginAnswer;
-    }
-    int32_t endDataScanPrimitive(int32_t flag, KVORA_ENV env) override {
-        ++ivEnds;
-        return ivEndAnswer;
-    }
+    int32_t beginDataScanPrimitive(KVORA_ENV) override { return ++ivBegins, ivBeginAnswer; }
+    int32_t endDataScanPrimitive(int32_t, KVORA_ENV) override { return ++ivEnds, ivEndAnswer; }
     KVORAUpdateFunc getUpdateFunction() const override { return ivScanInProgress ? &KVORAScanTestCounter::count : nullptr; }
     KVORAUpdateFunc getAltUpdateFunction() const override { return nullptr; }
 };
@@ -105,7 +96,6 @@ std::string resultClaiming(int32_t mergeNumber, int64_t count)
 
 }  // namespace
 
-// ---- identity ----
 
 TEST(DataScanIdentity, SerialNumbersCountUpAndTheTableFindsLiveObjectsOnly)
 {
@@ -169,7 +159,6 @@ TEST(DataScanIdentity, CopyTakesFunctionsAndPartitionButKeepsItsNumbers)
     b.reset(env);
 }
 
-// ---- the sign rule on the wire ----
 
 TEST(DataScanStreams, DistributionRecordsTheMastersNumberAndResultsGoBackNegative)
 {
@@ -195,7 +184,6 @@ TEST(DataScanStreams, DistributionRecordsTheMastersNumberAndResultsGoBackNegativ
     copyOfCopy.reset(env);
 }
 
-// ---- merging result streams ----
 
 TEST(DataScanMerge, SurplusResultsAreDroppedAndEmptyStreamsMergeToNothing)
 {
@@ -261,7 +249,6 @@ TEST(DataScanMerge, BrokenStreamsFailWithTheirAssertion)
     m1.reset(env);
 }
 
-// ---- multi-scan ----
 
 TEST(MultiScan, BeginAndEndFollowTheInProgressFlag)
 {

@@ -28,7 +28,6 @@
 
 using namespace kerneltest;
 
-// ---- allocation counter ----
 
 namespace {
 bool gCountNew = false;
@@ -349,13 +348,10 @@ TEST(FieldDistWorkers, LearningAllocatesNothingPerRow)
 {
     KVORAEnv *env = nullptr;
     KVORANumFieldDist num;
-    num.setFieldName(KV2AscString(kFieldName));
     KVORACatFieldDist cat;
-    cat.setFieldName(KV2AscString(kFieldName));
     num.beginPass(env);
     cat.beginPass(env);
-    KV2AscString text;
-    text.assign("00000", 5);
+    KV2AscString text("00000");
     // Fill the categorical sample first: its elements take their texts once.
     for (uint32_t s = 0; s < 3000; ++s) cat.add(s, text, env);
     // The sampling pass, then the counting pass.

@@ -43,10 +43,7 @@ struct Reader {
 };
 
 template <class T>
-void readInto(const std::string &bytes, T &object, KVORA_ENV env) {
-    Reader r(bytes);
-    kvoraRead(r.reader, object, env);
-}
+void readInto(const std::string &bytes, T &object, KVORA_ENV env) { Reader r(bytes); kvoraRead(r.reader, object, env); }
 
 // The failure output if f ended in the assertion throw, else "(no failure)".
 inline std::string failureOf(const std::function<void(KVORA_ENV)> &f) {

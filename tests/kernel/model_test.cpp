@@ -1,8 +1,6 @@
-// The model base: input fields by usage and their places, the state machine
-// of beginDataScan and endDataScan (0 -> m -> 100+m -> -m) where the
-// simple-algorithm tests do not reach it, and the choice of the best candidate
-// by the model scores. The input lists crossing to workers are left to the
-// multi-process end-to-end runs.
+// The model base: input fields by usage and their places, the states
+// 0 -> m -> 100+m -> -m where the simple-algorithm tests do not reach them,
+// and the best candidate by the model scores.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -23,11 +21,7 @@ using namespace kerneltest;
 class KVORAModelTestModel : public KVORAModel {
     KVORA_OBJECT_DECL(KVORAModelTestModel)
 public:
-    int32_t ivModeAnswer = 1;
-    int32_t ivBeginAnswer = 1;
-    int32_t ivEndAnswer = 0;
-    int32_t ivBegins = 0;
-    int32_t ivEnds = 0;
+    int32_t ivModeAnswer = 1, ivBeginAnswer = 1, ivEndAnswer = 0, ivBegins = 0, ivEnds = 0;
     int32_t ivBestModel = -1;             // what setBestModel got
     int32_t ivTargetsWhenTold = -1;       // target count when targetFieldAdded came
     std::vector<int32_t> ivAddedUsages;   // fieldAdded calls
@@ -39,14 +33,8 @@ public:
     void fieldAdded(KVORAField *, int32_t usage, KVORA_ENV) override { ivAddedUsages.push_back(usage); }
     int32_t setMiningModePrimitive(int32_t, const KVORAXaRay<int32_t, 1> *, KVORAModelOutputPair *,
                                    KVORA_ENV) override { return ivModeAnswer; }
-    int32_t beginDataScanPrimitive(KVORA_ENV) override {
-        ++ivBegins;
-        return ivBeginAnswer;
-    }
-    int32_t endDataScanPrimitive(int32_t, KVORA_ENV) override {
-        ++ivEnds;
-        return ivEndAnswer;
-    }
+    int32_t beginDataScanPrimitive(KVORA_ENV) override { return ++ivBegins, ivBeginAnswer; }
+    int32_t endDataScanPrimitive(int32_t, KVORA_ENV) override { return ++ivEnds, ivEndAnswer; }
     void updateWithoutDataScanPrimitive(KVORA_ENV) override {}
     void initIterationPrimitive(KVORA_ENV) override {}
     void finishIterationPrimitive(KVORA_ENV) override {}
@@ -104,7 +92,6 @@ struct ModelFixture : public ::testing::Test {
 
 }  // namespace
 
-// ---- input fields ----
 
 TEST_F(ModelFixture, UsagesGoToTheirListsAndPlacesAreFound)
 {
@@ -154,7 +141,6 @@ TEST_F(ModelFixture, UsagesGoToTheirListsAndPlacesAreFound)
     dp.reset(env);
 }
 
-// ---- states ----
 
 TEST_F(ModelFixture, StatesRunFromModeToScanningToFinishedAndOthersAreInvalid)
 {
@@ -195,7 +181,6 @@ TEST_F(ModelFixture, StatesRunFromModeToScanningToFinishedAndOthersAreInvalid)
     EXPECT_TRUE(contains(err, "Invalid model state")) << err;
 }
 
-// ---- scores ----
 
 TEST_F(ModelFixture, BestCandidateIsTheSmallestScoreWithTiesToTheLowerIndex)
 {
