@@ -100,6 +100,7 @@ TEST(BadDescription, WrongWordsBlankOrLongLinesAndNoFinalLineFeedEndTheRun) {
          "Unknown attribute type"},
         {"caller Numeric Linenumber\n" + rest, "Unknown attribute purpose"},
         {"caller Numeric LineNumber\n\n" + rest, "Unknown attribute type"},
+        {"caller Numeric LineNumber\ncallee Numeric Explanatory\nweight\n", "Unknown attribute type"},
         // Over the line limit: the end, whatever its words, and no hang.
         {"caller Numeric LineNumber " + std::string(1000, 'x') + "\n" + rest, ""},
         {"caller Numeric LineNumber\n" + rest.substr(0, rest.size() - 1), "ASSERTION FAILED"},

@@ -88,6 +88,18 @@ TEST(CGARun, TwoCliquesAndAPendantNodeFromAKernelValuesFile) {
     EXPECT_NE(report.find("NumNodesInRelevantClusters>8<"), std::string::npos) << report;
 }
 
+// The clique of four gives two pairs, the clique of three one pair and a
+// dropped single; full clusters admit nobody.
+TEST(CGARun, AComponentLargerThanTheLimitIsCut) {
+    const std::string dir = e2e::prepareCGA(kAdjacency, kKernelValues);
+    ASSERT_EQ(runCGA(dir, fileKeys("2"), 1).status, 0);
+    const auto groups = csvRows(qrvtest::readFile(dir + "/res_1.clusters.csv"));
+    ASSERT_EQ(groups.size(), 4u);
+    for (size_t i = 1; i < groups.size(); ++i) EXPECT_EQ(groups[i][1], "2");
+    for (const auto &row : csvRows(qrvtest::readFile(dir + "/res_1.nodes.csv")))
+        if (row[0] != "NodeNumber") { EXPECT_EQ(row[2], "1"); }
+}
+
 // A running limit below any cluster's size takes one cluster per collecting
 // iteration: two iterations append to the files under one header, which hold
 // what one iteration gives. The same runs check warning 5002 from 801 on.
@@ -178,6 +190,13 @@ TEST(CGARun, EveryRefusedParameterEndsTheRunWithItsText) {
         SCOPED_TRACE(c.first);
         e2e::expectTerminated(runCGA(dir, c.first, 1), 1, "Error;|" + c.second + ";|ErrorEnd");
     }
+    // A kernel named but not Friends is the kernel's own refusal.
+    std::string keys = e2e::kCGAKernelKeys;
+    keys.replace(keys.find("Friends"), 7, "RBF");
+    e2e::expectTerminated(
+        e2e::runQrvexec(dir, "<QRVInput>\n<AlgorithmName>CGA</AlgorithmName>\n" + keys + base + "</QRVInput>\n", "adj", 1,
+                        "model.xml", 120),
+        1, "Error;|2204;|VORAKernelDataParameters::readParameters: only Friends Kernel is supported;|ErrorEnd");
 }
 
 }  // namespace

@@ -45,6 +45,7 @@ TEST(DIFRun, TheWorkedExampleOnOneToFourProcesses) {
         EXPECT_EQ(e2e::countLines(r.out, version), k) << r.out;
         EXPECT_EQ(e2e::countLines(r.out, "There are " + std::to_string(k) + " processors for this job"), 1) << r.out;
         EXPECT_LT(r.out.find(version), r.out.find("There are ")) << r.out;
+        EXPECT_EQ(r.out.find("Main: usage"), std::string::npos);
     }
 }
 

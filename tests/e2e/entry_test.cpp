@@ -19,8 +19,9 @@ const std::string kUsageLine =
 const std::string kArgumentErrorLine = "Error;|2201;|main: wrong number of parameters;|ErrorEnd";
 
 TEST(Entry, WrongArgumentCountPrintsUsageAndEndsWithStatusOne) {
-    // One short of three and one over.
+    // None, one short of three and one over.
     for (const auto &argv : std::vector<std::vector<std::string>>{
+             {qrvtest::qrvexecPath()},
              {qrvtest::qrvexecPath(), "p.xml", "in.dat"},
              {qrvtest::qrvexecPath(), "p.xml", "in.dat", "model.xml", "extra"}}) {
         qrvtest::RunResult r = qrvtest::run(argv);
