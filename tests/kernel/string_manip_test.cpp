@@ -35,7 +35,7 @@ TEST(ScanToken, ModesResultAndPosition) {
         EXPECT_EQ(scanToken(KV2AscString(c.text), position, c.mode, token, c.delimiters, c.mustBeNonEmpty, env),
                   c.result) << c.text;
         EXPECT_EQ(position, c.position) << c.text;
-        if (c.token != nullptr) EXPECT_STREQ(token.c_str(), c.token) << c.text;
+        if (c.token != nullptr) { EXPECT_STREQ(token.c_str(), c.token) << c.text; }
     }
     // Another flag value is not implemented.
     KV2AscString token;
