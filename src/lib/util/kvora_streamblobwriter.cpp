@@ -16,7 +16,12 @@ int32_t KVOStreamBlobWriter::status()
 
 int64_t KVOStreamBlobWriter::write(const void *bytes, int64_t count)
 {
-    if (ivStream == nullptr || count <= 0 || !ivStream->good()) {
+    if (ivStream == nullptr || count <= 0) {
+        return 0;
+    }
+    if (!ivStream->good()) {
+        // As a put on a stream that is not good: nothing goes, the stream fails.
+        ivStream->setstate(std::ios::badbit);
         return 0;
     }
     // The buffer's own bulk put answers how many bytes it took, so the count
