@@ -2,6 +2,8 @@
 // caught in process (the assertion throw) or as the ended run they cause.
 #pragma once
 
+#include "qrv_caught.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -48,15 +50,8 @@ void readInto(const std::string &bytes, T &object, KVORA_ENV env) { Reader r(byt
 // The failure output if f ended in the assertion throw, else "(no failure)".
 inline std::string failureOf(const std::function<void(KVORA_ENV)> &f) {
     KVORAEnv *env = nullptr;
-    testing::internal::CaptureStderr();
-    bool failed = false;
-    try {
-        f(env);
-    } catch (int) {
-        failed = true;
-    }
-    std::string err = testing::internal::GetCapturedStderr();
-    return failed ? err : std::string("(no failure)");
+    const qrvtest::Caught c = qrvtest::caught([&] { f(env); });
+    return c.threw ? c.err : std::string("(no failure)");
 }
 
 inline bool contains(const std::string &text, const char *part) { return text.find(part) != std::string::npos; }

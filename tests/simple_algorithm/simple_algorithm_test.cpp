@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "qrv_caught.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -116,17 +118,8 @@ KVORAField *addField(KVORADataPoint &dataPoint, const char *name, int32_t purpos
 std::string failureOf(const std::function<void(KVORA_ENV)> &f)
 {
     KVORAEnv *env = nullptr;
-    testing::internal::CaptureStderr();
-    testing::internal::CaptureStdout();
-    bool failed = false;
-    try {
-        f(env);
-    } catch (int) {
-        failed = true;
-    }
-    std::string out = testing::internal::GetCapturedStdout();
-    std::string err = testing::internal::GetCapturedStderr();
-    return failed ? out + err : std::string("(no failure)");
+    const qrvtest::Caught c = qrvtest::caught([&] { f(env); }, true);
+    return c.threw ? c.out + c.err : std::string("(no failure)");
 }
 
 bool contains(const std::string &text, const char *part) { return text.find(part) != std::string::npos; }

@@ -11,28 +11,12 @@
 #include "util/kvora_debug.h"
 #include "util/kvora_streamblobreader.h"
 #include "util/kvora_streamblobwriter.h"
+#include "qrv_caught.h"
 
 namespace utiltest {
 
-struct Caught {
-    bool threw = false;
-    int value = -1;   // the integer thrown
-    std::string err;  // what went to standard error meanwhile
-};
-
-template <class F>
-Caught caught(F f) {
-    Caught out;
-    testing::internal::CaptureStderr();
-    try {
-        f();
-    } catch (int value) {
-        out.threw = true;
-        out.value = value;
-    }
-    out.err = testing::internal::GetCapturedStderr();
-    return out;
-}
+using qrvtest::Caught;
+using qrvtest::caught;
 
 inline bool failedWith(const Caught &c, const char *text) { return c.threw && c.err.find(text) != std::string::npos; }
 
