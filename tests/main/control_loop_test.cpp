@@ -32,6 +32,12 @@ struct LoopScript {
 };
 LoopScript gScript;
 
+std::string realText(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
+}
+
 }  // namespace
 
 class KVORALoopTestData : public KVORASimpleAlgorithmAbstractData {
@@ -39,11 +45,18 @@ class KVORALoopTestData : public KVORASimpleAlgorithmAbstractData {
 public:
     void open(const KVORAXMLTag &, KVORA_ENV) {}
     int32_t beginDataScan(int32_t, KVORA_ENV) override { return 1; }
-    void update(const KVORAXaRay<double, 1> &, const KVORAXaRay<double, 1> &, uint64_t, KVORA_ENV) override {
+    void update(const KVORAXaRay<double, 1> &data, const KVORAXaRay<double, 1> &target, uint64_t line,
+                KVORA_ENV) override {
         ++ivSeen;
+        // What the records carried: every value, as the model was given it.
+        ivValues += "(";
+        for (int32_t i = 1; i <= data.getSize(); ++i) ivValues += realText(data[i]) + " ";
+        for (int32_t i = 1; i <= target.getSize(); ++i) ivValues += "t" + realText(target[i]) + " ";
+        ivValues += "#" + std::to_string(line) + ")";
     }
     int32_t endDataScan(KVORA_ENV) override {
         ivLog += "p" + std::to_string(ivPass) + ":" + std::to_string(ivSeen) + ",w" + std::to_string(ivWithout) + ";";
+        if (ivPass == 0) ivLog += ivValues;
         ++ivPass;
         return ivPass >= gScript.passes ? 1 : 0;
     }
@@ -66,19 +79,21 @@ public:
     int32_t ivSeen = 0;
     int32_t ivWithout = 0;
     std::string ivLog;
+    std::string ivValues;
 };
 KVORA_OBJECT_IMPL(KVORALoopTestData, KVORASimpleAlgorithmAbstractData, 0)
 
 namespace {
 
-// 10 rows of (line number, x, target); returns the data file's path.
+// 10 rows of (x, target, line number), the line number going 1, 1, 2, 2,
+// ...; x of the second row is missing. Returns the data file's path.
 std::string makeInput(const std::string &dir) {
     std::string rows;
     for (int i = 0; i < 10; ++i) {
-        const double values[3] = {static_cast<double>(i + 1), 0.5 * i, 1.0};
+        const double values[3] = {i == 1 ? -99999.0 : 0.5 * i, 1.0 + i, static_cast<double>(i / 2 + 1)};
         rows.append(reinterpret_cast<const char *>(values), sizeof values);
     }
-    qrvtest::writeFile(dir, "d.bin.info", "id Numeric LineNumber\nx Numeric Explanatory\ny Numeric Target\n");
+    qrvtest::writeFile(dir, "d.bin.info", "x Numeric Explanatory\ny Numeric Target\nid Numeric LineNumber\n");
     return qrvtest::writeFile(dir, "d.bin", rows);
 }
 
@@ -143,10 +158,17 @@ TEST(MasterLoop, PassesByScanType) {
         // Pass 0: type 0, turned to type 3 after 5 records: 5 records, then one
         // update without data. Pass 1: type 2 (all rows), the data ends: 10
         // records, no update without data. Pass 2: type 3: no record, one update.
-        {LoopScript(), 0, "LOG\\[p0:5,w1;p1:10,w0;p2:0,w1;\\]", nullptr},
+        // The first pass's values: x (a missing one as 0), the target, the line.
+        {LoopScript(), 0, "LOG\\[p0:5,w1;\\(0 t1 #1\\)\\(0 t2 #1\\)\\(1 t3 #2\\)\\(1.5 t4 #2\\)\\(2 t5 #3\\)p1:10,w0;p2:0,w1;\\]",
+         nullptr},
         // Type 0 on one process is the whole file; type 1 excludes the own
         // block, which is the whole file: nothing.
-        {{{0, 1, 0, 0}, {0, 0, 0, 0}, 2}, 0, "LOG\\[p0:10,w0;p1:0,w0;\\]", nullptr},
+        {{{0, 1, 0, 0}, {0, 0, 0, 0}, 2}, 0, "LOG\\[p0:10,w0;\\(.*\\(4.5 t10 #5\\)p1:0,w0;\\]", nullptr},
+        // Type 5 shares rows by line: one process owns every line.
+        {{{5, 0, 0, 0}, {0, 0, 0, 0}, 1}, 0,
+         "LOG\\[p0:10,w0;\\(0 t1 #1\\)\\(0 t2 #1\\)\\(1 t3 #2\\)\\(1.5 t4 #2\\)\\(2 t5 #3\\)\\(2.5 t6 #3\\)"
+         "\\(3 t7 #4\\)\\(3.5 t8 #4\\)\\(4 t9 #5\\)\\(4.5 t10 #5\\)\\]",
+         nullptr},
         {{{9, 0, 0, 0}, {0, 0, 0, 0}, 3}, 3, "Function/Feature not yet implemented", nullptr},
         // One target and a validation file: not implemented, and no report.
         {{{0, 0, 0, 0}, {0, 0, 0, 0}, 1}, 3, "Function/Feature not yet implemented", "v.bin"},

@@ -62,6 +62,7 @@ void KVORABinaryInputDataset::releasePrimitive(KVORA_ENV env) {
     ivColumnPurposes.clear();
     ivPieceSizes.clear();
     ivRecord.clear();
+    ivRow = nullptr;
     ivColumnFields.clear();
     ivColumnFieldIndex.clear();
     ivColumnWrite.clear();
@@ -91,6 +92,7 @@ int32_t KVORABinaryInputDataset::open(const std::string &fileName, KVORAOwnPtr<K
     ivEndOfShare = 0;
     ivSparseRowCount = 0;
     ivOwnedLineKnown = 0;
+    ivOwnedLineValue = __builtin_nan("");
     ivFileName = fileName;
     KVORA_ASSERT_CAUSE(workerCount >= 1 && workerRank >= 0 && workerRank < workerCount,
                        "Worker rank and count of the dataset out of range");
@@ -112,6 +114,7 @@ int32_t KVORABinaryInputDataset::open(const std::string &fileName, KVORAOwnPtr<K
     ivRecord.assign(static_cast<size_t>(ivColumnCount > cvSparseRecordDoubles ? ivColumnCount
                                                                              : cvSparseRecordDoubles),
                     0.0);
+    ivRow = ivRecord.data();
     ivFirstRow = 0;
     ivLastRow = -1;
     ivCurrentRow = 0;
@@ -392,12 +395,18 @@ void KVORABinaryInputDataset::skipRestOfLine() {
 // ---- rows ----
 
 int64_t KVORABinaryInputDataset::getNextRecord(KVORADataPoint &dataPoint, KVORA_ENV env) {
-    if (ivScanType == 4) ivCurrentRow += skipCount(ivSampleRate);
     if (ivScanType == 8) {
         if (ivEndOfShare != 0) return -1;
-    } else if (ivScanType == 3 || ivCurrentRow > ivLastRow) {
-        return -1;
+        return nextSparseRow(dataPoint, env);
     }
+    const int64_t index = nextRow();
+    if (index >= 0) deliverRow(dataPoint);
+    return index;
+}
+
+int64_t KVORABinaryInputDataset::readNextRow() {
+    if (ivScanType == 4) ivCurrentRow += skipCount(ivSampleRate);
+    if (ivScanType == 3 || ivCurrentRow > ivLastRow) return -1;
     switch (ivScanType) {
     case 0:
     case 2:
@@ -422,7 +431,10 @@ int64_t KVORABinaryInputDataset::getNextRecord(KVORADataPoint &dataPoint, KVORA_
         for (;;) {
             if (!readRow(ivCurrentRow)) return -1;
             ++ivCurrentRow;
-            if (ownsLine(lineNumberOfRow())) break;
+            if (ownsLine(lineNumberOfRow())) {
+                ivOwnedLineValue = ivRecord[ivLineNumberIndex];
+                break;
+            }
             skipRestOfLine();
         }
         break;
@@ -444,12 +456,9 @@ int64_t KVORABinaryInputDataset::getNextRecord(KVORADataPoint &dataPoint, KVORA_
         }
         break;
     }
-    case 8:
-        return nextSparseRow(dataPoint, env);
     default:
         KVORA_FATAL("Unknown sampling mode.");
     }
-    deliverRow(dataPoint);
     return ivCurrentRow - 1;
 }
 

@@ -48,6 +48,58 @@ public:
     // Forgets the fields found at open; the next row looks them up again.
     void resetFieldCache() { ivCachedDataPoint = nullptr; }
 
+    // A row without its delivery, for a caller that takes the values straight
+    // from the row: the next row of the pass by the scan type (not the sparse
+    // type 8), whose values rowValues() holds until the next read; its index,
+    // or -1 at the end. getNextRecord is this and deliverRow.
+    int64_t nextRow() {
+#if !(defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
+        // Most rows of a pass shared by line continue a line already found to
+        // be this worker's, and lie in the window: they are taken where they
+        // lie. The same line value has the same owner.
+        if (ivScanType == 5 && ivCurrentRow <= ivLastRow) {
+            const char *bytes = ivPageReader->recordInWindow(ivCurrentRow, ivColumnCount);
+            if (bytes != nullptr) {
+                const double *row = reinterpret_cast<const double *>(bytes);
+                if (row[ivLineNumberIndex] == ivOwnedLineValue) {
+                    KVORAPageReader::passRecord(ivCurrentRow);
+                    ivRow = row;
+                    return ivCurrentRow++;
+                }
+            }
+        }
+#endif
+        return readNextRow();
+    }
+    const double *rowValues() const { return ivRow; }
+    // Writes the row in hand into the data point's fields.
+    void deliverRow(KVORADataPoint &dataPoint) {
+        if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
+            buildFieldCache(dataPoint);
+        const double *record = ivRow;
+        if (ivAllNumeric != 0) {
+            // The usual dataset: numeric columns into numeric fields, one
+            // plain loop with the setters inlined.
+            KVORANumField *const *fields = ivNumericFields.data();
+            for (int32_t c = 0; c < ivColumnCount; ++c) {
+                const double value = record[c];
+                if (value == cvMissingValue)
+                    fields[c]->setMissing(1);
+                else
+                    fields[c]->setRealValue(value);
+            }
+            return;
+        }
+        for (int32_t c = 0; c < ivColumnCount; ++c) setColumnValue(c, record[c]);
+    }
+    // The fields of the data point that the columns write, in column order,
+    // when every column is numeric and writes a numeric field; else null.
+    KVORANumField *const *numericColumnFields(KVORADataPoint &dataPoint) {
+        if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
+            buildFieldCache(dataPoint);
+        return ivAllNumeric != 0 ? ivNumericFields.data() : nullptr;
+    }
+
     // A count of records to skip, geometric in the rate; -1 for a rate of 10 or more.
     static int32_t skipCount(double sampleRate);
 
@@ -89,7 +141,11 @@ private:
     void buildFieldCache(KVORADataPoint &dataPoint);
     void attachPageReader();
 
-    bool readRow(int64_t row) { return ivPageReader->readRecord(row, ivColumnCount, ivRecord.data()); }
+    int64_t readNextRow();
+    bool readRow(int64_t row) {
+        ivRow = ivRecord.data();
+        return ivPageReader->readRecord(row, ivColumnCount, ivRecord.data());
+    }
     bool readSparseRecord(int64_t record) {
         return ivPageReader->readRecord(record, cvSparseRecordDoubles, ivRecord.data());
     }
@@ -136,25 +192,6 @@ private:
         }
     }
     static int32_t formatCategory(double value, char *text);
-    void deliverRow(KVORADataPoint &dataPoint) {
-        if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
-            buildFieldCache(dataPoint);
-        const double *record = ivRecord.data();
-        if (ivAllNumeric != 0) {
-            // The usual dataset: numeric columns into numeric fields, one
-            // plain loop with the setters inlined.
-            KVORANumField *const *fields = ivNumericFields.data();
-            for (int32_t c = 0; c < ivColumnCount; ++c) {
-                const double value = record[c];
-                if (value == cvMissingValue)
-                    fields[c]->setMissing(1);
-                else
-                    fields[c]->setRealValue(value);
-            }
-            return;
-        }
-        for (int32_t c = 0; c < ivColumnCount; ++c) setColumnValue(c, record[c]);
-    }
     int64_t nextSparseRow(KVORADataPoint &dataPoint, KVORA_ENV env);
 
     std::string ivFileName;
@@ -187,6 +224,12 @@ private:
 
     // Per open: the record buffer and each column's field.
     std::vector<double> ivRecord;
+    // The row in hand: the record buffer, or the row where it lies in the
+    // page reader's window; valid until the next read.
+    const double *ivRow = nullptr;
+    // The line value of the last row found to be of a line of this worker's
+    // (a pass shared by line); NaN when none, which no row value equals.
+    double ivOwnedLineValue = __builtin_nan("");
     std::vector<KVORAField *> ivColumnFields;
     std::vector<int32_t> ivColumnFieldIndex;  // the field's position from 1
     std::vector<int32_t> ivColumnWrite;

@@ -133,6 +133,13 @@ void KVORADataPoint::endRecord(KVORA_ENV env) {
     }
 }
 
+bool KVORADataPoint::recordsOnlySetValues() const {
+    if (ivActiveFields.getSize() != 0) return false;
+    for (const Slot &slot : ivSlots)
+        if (takesRecord(slot)) return false;
+    return true;
+}
+
 void KVORADataPoint::passRecord(KVORA_ENV env) {
     const int32_t active = ivActiveFields.getSize();
     const int32_t n = active == 0 ? static_cast<int32_t>(ivSlots.size()) : active;

@@ -55,6 +55,10 @@ public:
 
     void beginRecord();
     void endRecord(KVORA_ENV env);
+    // Whether a record does nothing to the fields but clear and set their
+    // values: no list of active fields, every field of the two plain
+    // classes, none taking records into a distribution.
+    bool recordsOnlySetValues() const;
     uint32_t getHashValue();
 
     // ---- members ----

@@ -74,7 +74,7 @@ void KVORADIFData::findRowCaller(uint64_t caller)
     ivRowCallerKnown = true;
 }
 
-void KVORADIFData::rowError(int32_t code, const char *text, const KVORAXaRay<double, 1> &dataVec, uint64_t caller)
+[[gnu::cold, gnu::noinline]] void KVORADIFData::rowError(int32_t code, const char *text, const KVORAXaRay<double, 1> &dataVec, uint64_t caller)
 {
     std::ostringstream line;
     line << "worker: " << getRank() << " ERROR in row " << ivRowsCounter << ", caller: " << caller
@@ -88,8 +88,9 @@ void KVORADIFData::rowError(int32_t code, const char *text, const KVORAXaRay<dou
     reportErrorAndExit(code, number, text, 1);
 }
 
-int32_t KVORADIFData::checkMatStateValidity(const KVORAXaRay<double, 1> &dataVec, uint64_t sampleNumber,
-                                            KVORA_ENV env)
+// Inlined into update, the only caller: most records only count a callee.
+[[gnu::always_inline]] inline int32_t KVORADIFData::checkMatStateValidity(const KVORAXaRay<double, 1> &dataVec,
+                                                                          uint64_t sampleNumber, KVORA_ENV env)
 {
     ++ivRowsCounter;
     const int32_t entryState = ivMatState;

@@ -4,8 +4,10 @@
 #include "simple_algorithm/kvora_simple_algorithm.h"
 
 #include "control/kvora_XML_tag.h"
+#include "control/kvora_binaryindataset.h"
 #include "kernel/kvora_datapoint.h"
 #include "kernel/kvora_field.h"
+#include "kernel/kvora_numfield.h"
 #include "nelo-common/kvora_reports.h"
 #include "util/kvora_debug.h"
 #include "util/kvora_objio.h"
@@ -171,6 +173,49 @@ void KVORASimpleAlgorithmModel::update(int32_t partition, KVORA_ENV env)
     const KVORAField *const *targetFields = ivTargetFieldPtrs.data();
     for (int32_t i = 1; i <= numTargets; ++i) ivTargetVec[i] = fieldValue(targetFields[i - 1], partition);
     const double lineNumber = fieldValue(ivLineNumberField, partition);
+    if (partition == 1 || partition == 2) return;
+    ivDataPtr->update(ivDataVec, ivTargetVec, lineNumberOf(lineNumber), env);
+}
+
+bool KVORASimpleAlgorithmModel::isRecordUpdate(KVORAUpdateFunc update) { return update == &updateFunction; }
+
+bool KVORASimpleAlgorithmModel::bindRowColumns(const KVORANumField *const *columnFields, int32_t columnCount)
+{
+    ivRowColumns.clear();
+    auto bind = [&](const KVORAField *field) {
+        if (field == nullptr || field->ivActualChannelCount > 0) return false;
+        int32_t column = -1;
+        if (field->ivFieldType == KVORAField::NumericType)
+            for (int32_t c = 0; c < columnCount; ++c)
+                if (columnFields[c] == field) column = c;
+        ivRowColumns.push_back(column);
+        return true;
+    };
+    for (const KVORAField *field : ivDataFields)
+        if (!bind(field)) return false;
+    for (const KVORAField *field : ivTargetFieldPtrs)
+        if (!bind(field)) return false;
+    return bind(ivLineNumberField);
+}
+
+void KVORASimpleAlgorithmModel::updateRow(const double *row, int32_t partition, KVORA_ENV env)
+{
+    // Local pointers: a store into a vector cannot then be taken to change
+    // the columns or the vectors' blocks.
+    const int32_t *column = ivRowColumns.data();
+    auto valueOf = [row](int32_t c) {
+        if (c < 0) return 0.0;
+        const double value = row[c];
+        return value == KVORABinaryInputDataset::cvMissingValue ? 0.0 : value;
+    };
+    const int32_t numData = ivDataVec.getSize();
+    double *data = ivDataVec.getBlock();
+    for (int32_t i = 0; i < numData; ++i) data[i] = valueOf(column[i]);
+    column += numData;
+    const int32_t numTargets = ivTargetVec.getSize();
+    double *targets = ivTargetVec.getBlock();
+    for (int32_t i = 0; i < numTargets; ++i) targets[i] = valueOf(column[i]);
+    const double lineNumber = valueOf(column[numTargets]);
     if (partition == 1 || partition == 2) return;
     ivDataPtr->update(ivDataVec, ivTargetVec, lineNumberOf(lineNumber), env);
 }

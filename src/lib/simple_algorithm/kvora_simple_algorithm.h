@@ -15,6 +15,7 @@
 #include "util/kvora_xray.h"
 
 class KVORADataPoint;
+class KVORANumField;
 class KVORAXMLTag;
 
 class KVORASimpleAlgorithmModel : public KVORAModel {
@@ -75,6 +76,19 @@ public:
     // One record, in model state 101; partitions 1 and 2 take no part in training.
     void update(int32_t partition, KVORA_ENV env);
 
+    // The same record read straight from a dataset row, for a pass in which
+    // records only set the fields' values. bindRowColumns finds, for every
+    // value that update reads, the last column that writes its field
+    // (`columnFields` in column order), and answers false where a value
+    // would not be the row's (a field holding a value per partition, or a
+    // place without a field); updateRow then reads the row as update reads
+    // the fields: a missing value, a field that no column writes or one that
+    // is not numeric gives 0.0.
+    bool bindRowColumns(const KVORANumField *const *columnFields, int32_t columnCount);
+    void updateRow(const double *row, int32_t partition, KVORA_ENV env);
+    // Whether `update` is this class's per-record update function.
+    static bool isRecordUpdate(KVORAUpdateFunc update);
+
     // ---- members ----
     KVORAXaRay<double, 1> ivDataVec;              // not streamed
     KVORAXaRay<double, 1> ivTargetVec;            // not streamed
@@ -100,4 +114,7 @@ private:
     std::vector<const KVORAField *> ivDataFields;
     std::vector<const KVORAField *> ivTargetFieldPtrs;
     const KVORAField *ivLineNumberField = nullptr;
+    // The row columns of bindRowColumns: the data values, the target values
+    // and the line number, in that order; -1 for a value that is always 0.0.
+    std::vector<int32_t> ivRowColumns;
 };

@@ -16,6 +16,7 @@
 #include "kernel/kvora_fieldglobalvars.h"
 #include "kernel/kvora_fieldnamemap.h"
 #include "kernel/kvora_model.h"
+#include "kernel/kvora_numfield.h"
 #include "kernel/kvora_multiscan.h"
 #include "qrvexec/kvora_control.h"
 #include "qrvexec/kvora_model_report.h"
@@ -117,6 +118,32 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
     const KVORAUpdateFunc update = m.ivUpdateFunc;
     KVORARecordPartitions partitions(maxPartition);
     bool dataEnded = false;
+    if (scanType != 8 && KVORASimpleAlgorithmModel::isRecordUpdate(update) && point.recordsOnlySetValues()) {
+        KVORANumField *const *columnFields = dataset.numericColumnFields(point);
+        auto &model = static_cast<KVORASimpleAlgorithmModel &>(m);
+        if (columnFields != nullptr && model.bindRowColumns(columnFields, dataset.getColumnCount())) {
+            // Records that only set values go from the row to the model
+            // directly; the fields are left as the loop below leaves them.
+            bool delivered = false;
+            while (m.getScanType() != 3) {
+                const int64_t recordIndex = dataset.nextRow();
+                if (recordIndex < 0) {
+                    dataEnded = true;
+                    break;
+                }
+                model.updateRow(dataset.rowValues(), partitions.of(recordIndex), env);
+                delivered = true;
+            }
+            if (dataEnded || delivered) point.beginRecord();
+            if (!dataEnded && delivered) {
+                dataset.deliverRow(point);
+                point.endRecord(env);
+            }
+            if (!dataEnded && m.canUpdateWithoutDataScan()) m.updateWithoutDataScan(env);
+            m.finishIteration(env);
+            return;
+        }
+    }
     while (m.getScanType() != 3) {
         point.beginRecord();
         const int64_t recordIndex = dataset.getNextRecord(point, env);
