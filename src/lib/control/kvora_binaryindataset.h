@@ -72,6 +72,18 @@ public:
         return readNextRow();
     }
     const double *rowValues() const { return ivRow; }
+    // A later row of the pass, `ahead` rows after the row in hand, where it
+    // lies in the window; null when it does not (or on a big-endian host).
+    // Only for a look ahead: the scan type may not deliver it.
+    const double *rowAhead(int64_t ahead) const {
+#if !(defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
+        const int64_t row = ivCurrentRow - 1 + ahead;
+        if (row > ivLastRow) return nullptr;
+        return reinterpret_cast<const double *>(ivPageReader->recordInWindow(row, ivColumnCount));
+#else
+        return nullptr;
+#endif
+    }
     // Writes the row in hand into the data point's fields.
     void deliverRow(KVORADataPoint &dataPoint) {
         if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)

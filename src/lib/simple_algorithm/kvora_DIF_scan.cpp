@@ -153,6 +153,18 @@ void KVORADIFData::traceRecord(const KVORAXaRay<double, 1> &dataVec, const KVORA
     std::cout << out.str() << std::flush;
 }
 
+// A callee's sum is the one random access of a record: on a graph larger
+// than the cache its miss would otherwise cost more than the record's work.
+void KVORADIFData::prefetchRecord(const double *dataValues, int32_t count) const
+{
+    if (count < 1) return;
+    const uint64_t x = static_cast<uint64_t>(truncate64(dataValues[0]));
+    if (ivState == DiffusionIterationModel1)
+        ivCalleeRealSums.prefetch(x);
+    else
+        ivCalleeIntSums.prefetch(x);
+}
+
 void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay<double, 1> &targetVec,
                           uint64_t lineNumber, KVORA_ENV env)
 {

@@ -3,6 +3,8 @@
 // model's part of the object streams.
 #include "simple_algorithm/kvora_simple_algorithm.h"
 
+#include <algorithm>
+
 #include "control/kvora_XML_tag.h"
 #include "control/kvora_binaryindataset.h"
 #include "kernel/kvora_datapoint.h"
@@ -198,16 +200,33 @@ bool KVORASimpleAlgorithmModel::bindRowColumns(const KVORANumField *const *colum
     return bind(ivLineNumberField);
 }
 
+namespace {
+
+// A row's value as a field would give it: 0.0 when missing or when no column
+// writes the field.
+inline double rowValue(const double *row, int32_t column)
+{
+    if (column < 0) return 0.0;
+    const double value = row[column];
+    return value == KVORABinaryInputDataset::cvMissingValue ? 0.0 : value;
+}
+
+}  // namespace
+
+void KVORASimpleAlgorithmModel::prefetchRow(const double *row) const
+{
+    double values[4];
+    const int32_t count = std::min<int32_t>(ivDataVec.getSize(), 4);
+    for (int32_t i = 0; i < count; ++i) values[i] = rowValue(row, ivRowColumns[static_cast<size_t>(i)]);
+    ivDataPtr->prefetchRecord(values, count);
+}
+
 void KVORASimpleAlgorithmModel::updateRow(const double *row, int32_t partition, KVORA_ENV env)
 {
     // Local pointers: a store into a vector cannot then be taken to change
     // the columns or the vectors' blocks.
     const int32_t *column = ivRowColumns.data();
-    auto valueOf = [row](int32_t c) {
-        if (c < 0) return 0.0;
-        const double value = row[c];
-        return value == KVORABinaryInputDataset::cvMissingValue ? 0.0 : value;
-    };
+    auto valueOf = [row](int32_t c) { return rowValue(row, c); };
     const int32_t numData = ivDataVec.getSize();
     double *data = ivDataVec.getBlock();
     for (int32_t i = 0; i < numData; ++i) data[i] = valueOf(column[i]);

@@ -55,6 +55,10 @@ public:
     virtual int32_t getScanType() const;
     virtual double getSamplingRate() const;
     virtual int32_t canUpdateWithoutDataScan() const;
+    // A hint that a record with these explanatory values (in the data
+    // vector's order, from 0) comes soon, so that the memory its update will
+    // touch can be fetched meanwhile. It must change nothing.
+    virtual void prefetchRecord(const double *dataValues, int32_t count) const {}
 
     double ivDummy;
 };

@@ -131,6 +131,8 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
                     dataEnded = true;
                     break;
                 }
+                // The memory of a record some rows on is asked for now.
+                if (const double *ahead = dataset.rowAhead(16)) model.prefetchRow(ahead);
                 model.updateRow(dataset.rowValues(), partitions.of(recordIndex), env);
                 delivered = true;
             }
