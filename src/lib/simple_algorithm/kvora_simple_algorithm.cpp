@@ -226,15 +226,14 @@ void KVORASimpleAlgorithmModel::updateRow(const double *row, int32_t partition, 
     // Local pointers: a store into a vector cannot then be taken to change
     // the columns or the vectors' blocks.
     const int32_t *column = ivRowColumns.data();
-    auto valueOf = [row](int32_t c) { return rowValue(row, c); };
     const int32_t numData = ivDataVec.getSize();
     double *data = ivDataVec.getBlock();
-    for (int32_t i = 0; i < numData; ++i) data[i] = valueOf(column[i]);
+    for (int32_t i = 0; i < numData; ++i) data[i] = rowValue(row, column[i]);
     column += numData;
     const int32_t numTargets = ivTargetVec.getSize();
     double *targets = ivTargetVec.getBlock();
-    for (int32_t i = 0; i < numTargets; ++i) targets[i] = valueOf(column[i]);
-    const double lineNumber = valueOf(column[numTargets]);
+    for (int32_t i = 0; i < numTargets; ++i) targets[i] = rowValue(row, column[i]);
+    const double lineNumber = rowValue(row, column[numTargets]);
     if (partition == 1 || partition == 2) return;
     ivDataPtr->update(ivDataVec, ivTargetVec, lineNumberOf(lineNumber), env);
 }

@@ -120,8 +120,8 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
     bool dataEnded = false;
     if (scanType != 8 && KVORASimpleAlgorithmModel::isRecordUpdate(update) && point.recordsOnlySetValues()) {
         KVORANumField *const *columnFields = dataset.numericColumnFields(point);
-        auto &model = static_cast<KVORASimpleAlgorithmModel &>(m);
-        if (columnFields != nullptr && model.bindRowColumns(columnFields, dataset.getColumnCount())) {
+        auto &simple = static_cast<KVORASimpleAlgorithmModel &>(m);
+        if (columnFields != nullptr && simple.bindRowColumns(columnFields, dataset.getColumnCount())) {
             // Records that only set values go from the row to the model
             // directly; the fields are left as the loop below leaves them.
             bool delivered = false;
@@ -132,8 +132,8 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
                     break;
                 }
                 // The memory of a record some rows on is asked for now.
-                if (const double *ahead = dataset.rowAhead(16)) model.prefetchRow(ahead);
-                model.updateRow(dataset.rowValues(), partitions.of(recordIndex), env);
+                if (const double *ahead = dataset.rowAhead(16)) simple.prefetchRow(ahead);
+                simple.updateRow(dataset.rowValues(), partitions.of(recordIndex), env);
                 delivered = true;
             }
             if (dataEnded || delivered) point.beginRecord();
