@@ -463,8 +463,7 @@ int64_t KVORABinaryInputDataset::readNextRow() {
 }
 
 int64_t KVORABinaryInputDataset::nextSparseRow(KVORADataPoint &dataPoint, KVORA_ENV env) {
-    if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
-        buildFieldCache(dataPoint);
+    cacheFieldsOf(dataPoint);
     const double *record = ivRecord.data();
     if (ivSparseStarted == 0) {
         // Skip the tail of a row that began in the previous worker's share.

@@ -86,8 +86,7 @@ public:
     }
     // Writes the row in hand into the data point's fields.
     void deliverRow(KVORADataPoint &dataPoint) {
-        if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
-            buildFieldCache(dataPoint);
+        cacheFieldsOf(dataPoint);
         const double *record = ivRow;
         if (ivAllNumeric != 0) {
             // The usual dataset: numeric columns into numeric fields, one
@@ -107,8 +106,7 @@ public:
     // The fields of the data point that the columns write, in column order,
     // when every column is numeric and writes a numeric field; else null.
     KVORANumField *const *numericColumnFields(KVORADataPoint &dataPoint) {
-        if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
-            buildFieldCache(dataPoint);
+        cacheFieldsOf(dataPoint);
         return ivAllNumeric != 0 ? ivNumericFields.data() : nullptr;
     }
 
@@ -151,6 +149,12 @@ private:
     void takeColumnsFromDataPoint(const KVORADataPoint &dataPoint);
     void makeFields(KVORADataPoint &dataPoint, KVORA_ENV env);
     void buildFieldCache(KVORADataPoint &dataPoint);
+    // The fields are looked up again only for another data point or one
+    // whose fields changed.
+    void cacheFieldsOf(KVORADataPoint &dataPoint) {
+        if (&dataPoint != ivCachedDataPoint || dataPoint.getFieldCount() != ivCachedFieldCount)
+            buildFieldCache(dataPoint);
+    }
     void attachPageReader();
 
     int64_t readNextRow();
