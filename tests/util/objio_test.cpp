@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <cmath>
 #include <cstdint>
 #include <string>
 
@@ -145,4 +146,62 @@ TEST(ObjectStreamModel, TheLargestAnnouncedSizeReadsUntilTheStreamEnds) {
     EXPECT_EQ(values[1], 2.5);
     EXPECT_EQ(values[2], -1.0);
     values.reset(env);
+}
+
+// Arrays of reals and of unsigned keys go in one call: the bytes are those
+// of the elements written one by one, reading back clamps as a single real
+// does, and a stream cut inside a later block fails at the element that does
+// not come whole, with the elements before it read.
+TEST(ObjectStreamModel, LongArraysMatchTheirElementsWrittenOneByOne) {
+    KVORAEnv *env = nullptr;
+    kvoraGetEnv(env);
+    const int32_t n = 1300;  // more than two blocks of reads
+    KVORAXaRay<double, 1> reals;
+    KVORAXaRay<uint64_t, 1> keys;
+    reals.setSize(n, env);
+    keys.setSize(n, env);
+    for (int32_t i = 1; i <= n; ++i) {
+        reals[i] = i == 7 ? -HUGE_VAL : 0.25 * i - 100.0;
+        keys[i] = (uint64_t(1) << (i % 64)) + uint64_t(i);
+    }
+    const std::string bulk = binaryWritten([&](KVORAObjWriter &w, KVORA_ENV e) {
+        kvoraWrite(w, reals, e);
+        kvoraWrite(w, keys, e);
+    });
+    const std::string single = binaryWritten([&](KVORAObjWriter &w, KVORA_ENV e) {
+        w.beginArray(n, e);
+        for (int32_t i = 1; i <= n; ++i) w.writeReal(reals[i], e);
+        w.writeKeyword(kvoraKwd_EndArray(), e);
+        w.beginArray(n, e);
+        for (int32_t i = 1; i <= n; ++i) w.writeUnsigned(keys[i], e);
+        w.writeKeyword(kvoraKwd_EndArray(), e);
+    });
+    EXPECT_EQ(bulk, single);
+
+    KVORAXaRay<double, 1> realsBack;
+    KVORAXaRay<uint64_t, 1> keysBack;
+    Caught o = binaryRead(bulk, [&](KVORAObjReader &r, KVORA_ENV e) {
+        kvoraRead(r, realsBack, e);
+        kvoraRead(r, keysBack, e);
+    });
+    ASSERT_FALSE(o.threw) << o.err;
+    ASSERT_EQ(realsBack.getSize(), n);
+    ASSERT_EQ(keysBack.getSize(), n);
+    for (int32_t i = 1; i <= n; ++i) {
+        EXPECT_EQ(realsBack[i], i == 7 ? -DBL_MAX : reals[i]) << i;
+        EXPECT_EQ(keysBack[i], keys[i]) << i;
+    }
+    realsBack.reset(env);
+
+    // Cut 3 bytes into element 600: 599 come whole, the 600th fails.
+    const std::string reals1 = binaryWritten([&](KVORAObjWriter &w, KVORA_ENV e) { w.beginArray(n, e); });
+    const std::string cut = bulk.substr(0, reals1.size() + 8 * 599 + 3);
+    o = binaryRead(cut, [&](KVORAObjReader &r, KVORA_ENV e) { kvoraRead(r, realsBack, e); });
+    EXPECT_TRUE(utiltest::failedWith(o, "BLOB Binary I/O Read Error")) << o.err;
+    EXPECT_EQ(realsBack.getSize(), 600);
+    EXPECT_EQ(realsBack[599], reals[599]);
+    realsBack.reset(env);
+    keysBack.reset(env);
+    reals.reset(env);
+    keys.reset(env);
 }

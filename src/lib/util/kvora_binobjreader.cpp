@@ -202,6 +202,15 @@ void KVORABinObjReader::readReal(double &result, KVORA_ENV env)
     memcpy(&result, buf, 8);
 }
 
+int32_t KVORABinObjReader::readReals(double *out, int32_t count, KVORA_ENV env)
+{
+    // One read for all: a short one leaves the rest to readReal, which fails
+    // on the stream's end as it would have at that element.
+    if (count <= 0) return 0;
+    const int64_t got = ivBlobReader->read(out, static_cast<int64_t>(count) * 8);
+    return static_cast<int32_t>(got / 8);
+}
+
 void KVORABinObjReader::readObjectType(KV2AscString &result, KVORA_ENV env)
 {
     if (!expectKeyword(kvoraKwd_BeginObjectType(), env)) {

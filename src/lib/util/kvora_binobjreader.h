@@ -22,6 +22,7 @@ public:
     void readUnsigned(uint64_t &result, KVORA_ENV env) override;
     void readSigned(int64_t &result, KVORA_ENV env) override;
     void readReal(double &result, KVORA_ENV env) override;
+    int32_t readReals(double *out, int32_t count, KVORA_ENV env) override;
     void readObjectType(KV2AscString &result, KVORA_ENV env) override;
     void beginObject(KVORA_ENV env) override;
     int32_t beginArray(KVORA_ENV env) override;

@@ -78,6 +78,26 @@ void KVORABinObjWriter::writeReal(double value, KVORA_ENV env)
     put(buf, 8, env);
 }
 
+void KVORABinObjWriter::writeUnsigneds(const uint64_t *values, int32_t count, KVORA_ENV env)
+{
+    // Encoded into one buffer and put at once; the bytes are writeUnsigned's.
+    uint8_t buf[4096];
+    int32_t used = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        if (used > static_cast<int32_t>(sizeof buf) - kvoraMaxVarIntBytes) {
+            put(buf, used, env);
+            used = 0;
+        }
+        used += kvoraEncodeUnsigned(values[i], buf + used);
+    }
+    if (used > 0) put(buf, used, env);
+}
+
+void KVORABinObjWriter::writeReals(const double *values, int32_t count, KVORA_ENV env)
+{
+    if (count > 0) put(values, static_cast<int64_t>(count) * 8, env);
+}
+
 void KVORABinObjWriter::beginObjectType(const KV2AscString &typeName, KVORA_ENV env)
 {
     writeKeyword(kvoraKwd_BeginObjectType(), env);

@@ -19,6 +19,8 @@ public:
     void writeUnsigned(uint64_t value, KVORA_ENV env) override;
     void writeSigned(int64_t value, KVORA_ENV env) override;
     void writeReal(double value, KVORA_ENV env) override;
+    void writeUnsigneds(const uint64_t *values, int32_t count, KVORA_ENV env) override;
+    void writeReals(const double *values, int32_t count, KVORA_ENV env) override;
     void beginObjectType(const KV2AscString &typeName, KVORA_ENV env) override;
     void beginObject(KVORA_ENV env) override;
     void beginArray(int32_t size, KVORA_ENV env) override;

@@ -69,8 +69,16 @@ void kvoraWriteArray(KVORAObjWriter &w, const A &array, KVORA_ENV env) {
     ++w.ivDepth;
     int32_t size = array.getSize();
     w.beginArray(size, env);
-    for (int32_t i = N; i < size + N; ++i) {
-        kvoraWrite(w, array[i], env);
+    using Element = std::remove_cv_t<std::remove_reference_t<decltype(array[N])>>;
+    if constexpr (std::is_same_v<Element, double>) {
+        // Node tables travel as long arrays: one call for all.
+        if (size > 0) w.writeReals(&array[N], size, env);
+    } else if constexpr (std::is_same_v<Element, uint64_t>) {
+        if (size > 0) w.writeUnsigneds(&array[N], size, env);
+    } else {
+        for (int32_t i = N; i < size + N; ++i) {
+            kvoraWrite(w, array[i], env);
+        }
     }
     w.writeKeyword(kvoraKwd_EndArray(), env);
     --w.ivDepth;
@@ -139,11 +147,13 @@ inline void kvoraRead(KVORAObjReader &r, uint32_t &v, KVORA_ENV env) {
     v = kvoraClampUnsigned<uint32_t>(x);
 }
 inline void kvoraRead(KVORAObjReader &r, uint64_t &v, KVORA_ENV env) { r.readUnsigned(v, env); }
+// A real as read: at or beyond the largest finite value is that value; NaN
+// stays NaN.
+inline double kvoraReadRealValue(double x) { return x >= DBL_MAX ? DBL_MAX : (x <= -DBL_MAX ? -DBL_MAX : x); }
 inline void kvoraRead(KVORAObjReader &r, double &v, KVORA_ENV env) {
     double x = 0.0;
     r.readReal(x, env);
-    // At or beyond the largest finite value is that value; NaN stays NaN.
-    v = x >= DBL_MAX ? DBL_MAX : (x <= -DBL_MAX ? -DBL_MAX : x);
+    v = kvoraReadRealValue(x);
 }
 inline void kvoraRead(KVORAObjReader &r, float &v, KVORA_ENV env) {
     double x = 0.0;
@@ -222,9 +232,31 @@ void kvoraReadArray(KVORAObjReader &r, A &array, KVORA_ENV env) {
         // Elements already there are read in place; the rest as they arrive.
         // The bound is 64-bit: a size of 2^31-1 from the stream, counted
         // from 1, passes the 32-bit range.
-        for (int64_t i = N; i < static_cast<int64_t>(n) + N; ++i) {
-            array.autoExtend(static_cast<int32_t>(i), env);
-            kvoraRead(r, array[static_cast<int32_t>(i)], env);
+        const int64_t end = static_cast<int64_t>(n) + N;
+        using Element = std::remove_cv_t<std::remove_reference_t<decltype(array[N])>>;
+        if constexpr (std::is_same_v<Element, double>) {
+            // Reals come a block at a time; the array still grows element by
+            // element, and an element that does not come whole is read alone,
+            // to fail as it would have.
+            double block[512];
+            for (int64_t i = N; i < end;) {
+                const int32_t want = static_cast<int32_t>(end - i < 512 ? end - i : 512);
+                const int32_t got = r.readReals(block, want, env);
+                for (int32_t k = 0; k < got; ++k, ++i) {
+                    array.autoExtend(static_cast<int32_t>(i), env);
+                    array[static_cast<int32_t>(i)] = kvoraReadRealValue(block[k]);
+                }
+                if (got < want) {
+                    array.autoExtend(static_cast<int32_t>(i), env);
+                    kvoraRead(r, array[static_cast<int32_t>(i)], env);
+                    ++i;
+                }
+            }
+        } else {
+            for (int64_t i = N; i < end; ++i) {
+                array.autoExtend(static_cast<int32_t>(i), env);
+                kvoraRead(r, array[static_cast<int32_t>(i)], env);
+            }
         }
     } else {
         int64_t hint = -static_cast<int64_t>(n);

@@ -33,6 +33,12 @@ void KVORAObjReader::unknownObjectType(const KV2AscString &typeName, KVORA_ENV e
     KVORA_FATAL("Input object type does not match known object types");
 }
 
+int32_t KVORAObjReader::readReals(double *out, int32_t count, KVORA_ENV env)
+{
+    for (int32_t i = 0; i < count; ++i) readReal(out[i], env);
+    return count < 0 ? 0 : count;
+}
+
 int32_t KVORAObjReader::atArrayEnd(KVORA_ENV env)
 {
     KVORA_NOT_IMPLEMENTED();

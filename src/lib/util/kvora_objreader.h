@@ -50,6 +50,10 @@ public:
     virtual void readUnsigned(uint64_t &result, KVORA_ENV env) = 0;
     virtual void readSigned(int64_t &result, KVORA_ENV env) = 0;
     virtual void readReal(double &result, KVORA_ENV env) = 0;
+    // Up to `count` reals of an array into `out`, as readReal reads them;
+    // answers how many came whole. A format that cannot read them in one go
+    // reads them one by one (and fails where one fails).
+    virtual int32_t readReals(double *out, int32_t count, KVORA_ENV env);
     virtual void readObjectType(KV2AscString &result, KVORA_ENV env) = 0;
     // Always fails: "Input object type does not match known object types".
     virtual void unknownObjectType(const KV2AscString &typeName, KVORA_ENV env);

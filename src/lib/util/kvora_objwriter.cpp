@@ -26,3 +26,13 @@ void KVORAObjWriter::writeObjectByValue(const KVORAObject &object, KVORA_ENV env
     writeKeyword(kvoraKwd_EndObject(), env);
     --ivDepth;
 }
+
+void KVORAObjWriter::writeUnsigneds(const uint64_t *values, int32_t count, KVORA_ENV env)
+{
+    for (int32_t i = 0; i < count; ++i) writeUnsigned(values[i], env);
+}
+
+void KVORAObjWriter::writeReals(const double *values, int32_t count, KVORA_ENV env)
+{
+    for (int32_t i = 0; i < count; ++i) writeReal(values[i], env);
+}

@@ -29,6 +29,9 @@ public:
     virtual void writeUnsigned(uint64_t value, KVORA_ENV env) = 0;
     virtual void writeSigned(int64_t value, KVORA_ENV env) = 0;
     virtual void writeReal(double value, KVORA_ENV env) = 0;
+    // The elements of an array, as that many writeUnsigned or writeReal.
+    virtual void writeUnsigneds(const uint64_t *values, int32_t count, KVORA_ENV env);
+    virtual void writeReals(const double *values, int32_t count, KVORA_ENV env);
     virtual void beginObjectType(const KV2AscString &typeName, KVORA_ENV env) = 0;
     virtual void beginObject(KVORA_ENV env) = 0;
     virtual void beginArray(int32_t size, KVORA_ENV env) = 0;
