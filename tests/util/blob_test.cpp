@@ -3,6 +3,8 @@
 // when its sink fails, and no positioning.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <sstream>
 #include <string>
 
@@ -62,4 +64,53 @@ TEST(BlobStreams, WriterCountsAndFailure) {
     utiltest::Caught o = utiltest::caught([&] { writer.writeSigned(1, env); });
     EXPECT_TRUE(utiltest::failedWith(o, "BLOB I/O Write Error")) << o.err;
     EXPECT_EQ(writer.ivGood, 0);
+}
+
+namespace {
+
+// A byte source with only the two required operations: it gets the
+// general reading of variable-length numbers, which the stream reader's
+// own must agree with.
+class PlainBlobReader : public KVOBlobReader {
+public:
+    explicit PlainBlobReader(std::string bytes) : ivBytes(std::move(bytes)) {}
+    int32_t status() override { return ivEnded ? 1 : 0; }
+    int64_t read(void *buffer, int64_t count) override {
+        const int64_t got = std::min<int64_t>(count, static_cast<int64_t>(ivBytes.size() - ivAt));
+        std::memcpy(buffer, ivBytes.data() + ivAt, static_cast<size_t>(got));
+        ivAt += static_cast<size_t>(got);
+        if (got < count) ivEnded = true;
+        return got;
+    }
+
+private:
+    std::string ivBytes;
+    size_t ivAt = 0;
+    bool ivEnded = false;
+};
+
+}  // namespace
+
+TEST(BlobStreams, VariableLengthNumbersAgreeAcrossSources) {
+    // 5; 300 (two groups); eleven groups, past 64 bits; then a number cut off.
+    std::string bytes = {static_cast<char>(0x85), 0x2C, static_cast<char>(0x82)};
+    for (int i = 0; i < 10; ++i) bytes.push_back(0x7F);
+    bytes.push_back(static_cast<char>(0x81));
+    bytes.push_back(0x01);
+    std::istringstream in(bytes);
+    KVOStreamBlobReader streamReader(&in);
+    PlainBlobReader plainReader(bytes);
+    for (KVOBlobReader *r : {static_cast<KVOBlobReader *>(&streamReader), static_cast<KVOBlobReader *>(&plainReader)}) {
+        uint64_t v = 0;
+        ASSERT_TRUE(r->readVarUnsigned(v));
+        EXPECT_EQ(v, 5u);
+        ASSERT_TRUE(r->readVarUnsigned(v));
+        EXPECT_EQ(v, 300u);
+        ASSERT_TRUE(r->readVarUnsigned(v));
+        EXPECT_EQ(v, 0xFFFFFFFFFFFFFFFFull);
+        v = 7;
+        EXPECT_FALSE(r->readVarUnsigned(v));
+        EXPECT_EQ(v, 7u);
+        EXPECT_EQ(r->status(), 1);
+    }
 }

@@ -173,17 +173,11 @@ void KVORABinObjReader::readString(KV2AscString &result, KVORA_ENV env)
 
 void KVORABinObjReader::readUnsigned(uint64_t &result, KVORA_ENV env)
 {
-    uint64_t value = 0;
-    int32_t shift = 0;
-    uint8_t byte = 0;
-    do {
-        readByte(byte, env);
-        if (shift < 64) {
-            value |= static_cast<uint64_t>(byte & 0x7F) << shift;
-        }
-        shift += 7;
-    } while ((byte & 0x80) == 0);
-    result = value;
+    // A byte that did not come fails as readByte fails.
+    if (!ivBlobReader->readVarUnsigned(result)) {
+        checkStatus(false, env);
+        kvoraAssertFail("read == size", KVORA_PLACE);
+    }
 }
 
 void KVORABinObjReader::readSigned(int64_t &result, KVORA_ENV env)

@@ -15,4 +15,9 @@ public:
     virtual int64_t getLength();
     // Reads up to `count` bytes; answers how many were read.
     virtual int64_t read(void *buffer, int64_t count) = 0;
+    // An unsigned number of the binary object format: 7 bits a byte, low
+    // groups first, the last byte marked by its high bit; groups beyond 64
+    // bits are dropped. False as soon as a byte does not come or the status
+    // is not good after it.
+    virtual bool readVarUnsigned(uint64_t &value);
 };

@@ -10,6 +10,7 @@ public:
     explicit KVOStreamBlobReader(std::istream *stream) : ivStream(stream) {}
     int32_t status() override;
     int64_t read(void *buffer, int64_t count) override;
+    bool readVarUnsigned(uint64_t &value) override;
 
 private:
     std::istream *ivStream;
