@@ -3,8 +3,6 @@
 // model's part of the object streams.
 #include "simple_algorithm/kvora_simple_algorithm.h"
 
-#include <algorithm>
-
 #include "control/kvora_XML_tag.h"
 #include "control/kvora_binaryindataset.h"
 #include "kernel/kvora_datapoint.h"
@@ -215,10 +213,11 @@ inline double rowValue(const double *row, int32_t column)
 
 void KVORASimpleAlgorithmModel::prefetchRow(const double *row) const
 {
-    double values[4];
-    const int32_t count = std::min<int32_t>(ivDataVec.getSize(), 4);
-    for (int32_t i = 0; i < count; ++i) values[i] = rowValue(row, ivRowColumns[static_cast<size_t>(i)]);
-    ivDataPtr->prefetchRecord(values, count);
+    // The first value alone: it is all that a data object looks at so far,
+    // and this runs once per record.
+    if (ivDataVec.getSize() < 1) return;
+    const double first = rowValue(row, ivRowColumns.front());
+    ivDataPtr.get()->prefetchRecord(&first, 1);
 }
 
 void KVORASimpleAlgorithmModel::updateRow(const double *row, int32_t partition, KVORA_ENV env)

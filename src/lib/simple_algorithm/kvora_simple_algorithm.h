@@ -86,7 +86,8 @@ public:
     // is not numeric gives 0.0.
     bool bindRowColumns(const KVORANumField *const *columnFields, int32_t columnCount);
     void updateRow(const double *row, int32_t partition, KVORA_ENV env);
-    // Tells the data object of a row that updateRow will take soon.
+    // Tells the data object of a row that updateRow will take soon (its
+    // first data value).
     void prefetchRow(const double *row) const;
     // Whether `update` is this class's per-record update function.
     static bool isRecordUpdate(KVORAUpdateFunc update);
