@@ -6,19 +6,13 @@
 
 bool KVOBlobReader::readVarUnsigned(uint64_t &value)
 {
-    uint64_t result = 0;
-    int32_t shift = 0;
-    for (;;) {
-        uint8_t byte = 0;
-        if (read(&byte, 1) != 1 || status() != 0) return false;
-        if (shift < 64) {
-            result |= static_cast<uint64_t>(byte & 0x7F) << shift;
-            shift += 7;
-        }
-        if ((byte & 0x80) != 0) break;
-    }
-    value = result;
-    return true;
+    return kvoraDecodeVarUnsigned(
+        [this]() -> int32_t {
+            uint8_t byte = 0;
+            if (read(&byte, 1) != 1 || status() != 0) return -1;
+            return byte;
+        },
+        value);
 }
 
 void KVOBlobReader::seek(int64_t offset)

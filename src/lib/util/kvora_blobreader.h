@@ -4,6 +4,26 @@
 
 #include <cstdint>
 
+// The decoding of readVarUnsigned over a source of bytes: `next` answers the
+// next byte, or a negative number when none came.
+template <class NextByte>
+bool kvoraDecodeVarUnsigned(NextByte next, uint64_t &value)
+{
+    uint64_t result = 0;
+    int32_t shift = 0;
+    for (;;) {
+        const int32_t byte = next();
+        if (byte < 0) return false;
+        if (shift < 64) {
+            result |= static_cast<uint64_t>(byte & 0x7F) << shift;
+            shift += 7;
+        }
+        if ((byte & 0x80) != 0) break;
+    }
+    value = result;
+    return true;
+}
+
 class KVOBlobReader {
 public:
     virtual ~KVOBlobReader() {}

@@ -53,21 +53,14 @@ bool KVOStreamBlobReader::readVarUnsigned(uint64_t &value)
         if (ivStream != nullptr) ivStream->setstate(std::ios::failbit);
         return false;
     }
-    uint64_t result = 0;
-    int32_t shift = 0;
-    for (;;) {
-        const std::streambuf::int_type c = source->sbumpc();
-        if (std::streambuf::traits_type::eq_int_type(c, std::streambuf::traits_type::eof())) {
-            ivStream->setstate(std::ios::eofbit | std::ios::failbit);
-            return false;
-        }
-        const uint8_t byte = static_cast<uint8_t>(std::streambuf::traits_type::to_char_type(c));
-        if (shift < 64) {
-            result |= static_cast<uint64_t>(byte & 0x7F) << shift;
-            shift += 7;
-        }
-        if ((byte & 0x80) != 0) break;
-    }
-    value = result;
-    return true;
+    return kvoraDecodeVarUnsigned(
+        [this, source]() -> int32_t {
+            const std::streambuf::int_type c = source->sbumpc();
+            if (std::streambuf::traits_type::eq_int_type(c, std::streambuf::traits_type::eof())) {
+                ivStream->setstate(std::ios::eofbit | std::ios::failbit);
+                return -1;
+            }
+            return static_cast<uint8_t>(std::streambuf::traits_type::to_char_type(c));
+        },
+        value);
 }
