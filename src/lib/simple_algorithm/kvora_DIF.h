@@ -433,6 +433,7 @@ public:
     void print(std::ostream &stream) const override;
     void writeXMLParameters(KVORAXMLTag &tag, KVORA_ENV env) override;
     int32_t getScanType() const override { return 5; }
+    int32_t keepsScanTypeInPass() const override { return 1; }
     double getSamplingRate() const override { return 1.0; }
     int32_t canUpdateWithoutDataScan() const override { return 1; }
     void prefetchRecord(const double *dataValues, int32_t count) const override;

@@ -89,6 +89,7 @@ public:
     // Tells the data object of a row that updateRow will take soon (its
     // first data value).
     void prefetchRow(const double *row) const;
+    bool keepsScanTypeInPass() const { return ivDataPtr.get()->keepsScanTypeInPass() != 0; }
     // Whether `update` is this class's per-record update function.
     static bool isRecordUpdate(KVORAUpdateFunc update);
 

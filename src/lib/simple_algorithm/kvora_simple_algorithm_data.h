@@ -59,6 +59,9 @@ public:
     // vector's order, from 0) comes soon, so that the memory its update will
     // touch can be fetched meanwhile. It must change nothing.
     virtual void prefetchRecord(const double *dataValues, int32_t count) const {}
+    // Non-zero when getScanType gives the same answer all through a pass, so
+    // that it need not be asked again before every record.
+    virtual int32_t keepsScanTypeInPass() const { return 0; }
 
     double ivDummy;
 };

@@ -125,7 +125,8 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
             // Records that only set values go from the row to the model
             // directly; the fields are left as the loop below leaves them.
             bool delivered = false;
-            while (m.getScanType() != 3) {
+            const bool typeKept = simple.keepsScanTypeInPass();
+            for (bool more = m.getScanType() != 3; more; more = typeKept || m.getScanType() != 3) {
                 const int64_t recordIndex = dataset.nextRow();
                 if (recordIndex < 0) {
                     dataEnded = true;
