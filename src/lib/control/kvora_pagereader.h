@@ -55,8 +55,9 @@ public:
     const char *recordInWindow(int64_t row, int32_t count) const {
         const int64_t bytes = static_cast<int64_t>(count) * 8;
         const int64_t offset = row * bytes;
+        // A window never reaches past the end of the data (a new size is a
+        // new source, which drops the window): a record inside it is data.
         if (ivBuffer == nullptr || offset < ivWindowFirst || offset + bytes - 1 > ivWindowLast) return nullptr;
-        if (offset >= ivTotalSize || bytes > ivTotalSize - offset) return nullptr;
         return ivBuffer + (offset - ivWindowFirst);
     }
     static void passRecord(int64_t row) {
