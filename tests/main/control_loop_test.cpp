@@ -159,7 +159,9 @@ TEST(MasterLoop, PassesByScanType) {
         // update without data. Pass 1: type 2 (all rows), the data ends: 10
         // records, no update without data. Pass 2: type 3: no record, one update.
         // The first pass's values: x (a missing one as 0), the target, the line.
-        {LoopScript(), 0, "LOG\\[p0:5,w1;\\(0 t1 #1\\)\\(0 t2 #1\\)\\(1 t3 #2\\)\\(1.5 t4 #2\\)\\(2 t5 #3\\)p1:10,w0;p2:0,w1;\\]",
+        {LoopScript(), 0,
+         "LOG\\[p0:5,w1;\\(0 t1 #1\\)\\(0 t2 #1\\)\\(1 t3 #2\\)\\(1.5 t4 #2\\)\\(2 t5 #3\\)"
+         "p1:10,w0;p2:0,w1;\\]",
          nullptr},
         // Type 0 on one process is the whole file; type 1 excludes the own
         // block, which is the whole file: nothing.

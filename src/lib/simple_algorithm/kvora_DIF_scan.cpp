@@ -74,7 +74,8 @@ void KVORADIFData::findRowCaller(uint64_t caller)
     ivRowCallerKnown = true;
 }
 
-[[gnu::cold, gnu::noinline]] void KVORADIFData::rowError(int32_t code, const char *text, const KVORAXaRay<double, 1> &dataVec, uint64_t caller)
+[[gnu::cold, gnu::noinline]] void KVORADIFData::rowError(int32_t code, const char *text,
+                                                         const KVORAXaRay<double, 1> &dataVec, uint64_t caller)
 {
     std::ostringstream line;
     line << "worker: " << getRank() << " ERROR in row " << ivRowsCounter << ", caller: " << caller
