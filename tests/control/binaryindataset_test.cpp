@@ -306,6 +306,79 @@ TEST_F(DatasetTest, TheSplitByLineAcrossWindows) {
 
 namespace {
 
+// The `index` column of each row, in the order the rows come: one by one
+// (capacity 0) or in batches of up to `capacity`; every batch must hold at
+// least one row, at most `capacity`, and end with the row in hand.
+std::vector<double> indexesOfPass(Opened &o, int32_t type, int32_t capacity) {
+    o.ds->beginScan(type);
+    std::vector<double> out;
+    if (capacity == 0) {
+        while (o.ds->nextRow() >= 0) out.push_back(o.ds->rowValues()[1]);
+        return out;
+    }
+    std::vector<const double *> rows(static_cast<size_t>(capacity));
+    for (int32_t n; (n = o.ds->nextRows(rows.data(), capacity)) > 0;) {
+        EXPECT_LE(n, capacity);
+        for (int32_t i = 0; i < n; ++i) out.push_back(rows[i][1]);
+        EXPECT_EQ(o.ds->rowValues(), rows[n - 1]);
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST_F(DatasetTest, BatchesHoldTheRowsThatComeOneByOne) {
+    // Lines of 1 to 40 rows, some negative and some fractional, over more
+    // than three windows.
+    std::vector<double> values;
+    uint64_t state = 777;
+    for (int64_t line = 1, row = 0; row < 30000; ++line) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        const int rows = 1 + static_cast<int>((state >> 33) % 40);
+        for (int r = 0; r < rows; ++r, ++row) {
+            const double value = static_cast<double>(line) + (r % 3 == 0 ? 0.0 : 0.5);
+            values.push_back(line % 7 == 0 ? -value : value);
+            values.push_back(static_cast<double>(row));
+        }
+    }
+    const std::string path = dataset("b", "line Numeric LineNumber\nindex Numeric Explanatory\n", bytesOf(values));
+    for (int32_t workers = 1; workers <= 3; ++workers) {
+        for (int32_t rank = 0; rank < workers; ++rank) {
+            Opened o(path, rank, workers);
+            for (int32_t type : {0, 1, 2, 5, 6}) {
+                const std::vector<double> oneByOne = indexesOfPass(o, type, 0);
+                // Alone, a worker's block is all rows: the others' are none.
+                ASSERT_EQ(oneByOne.empty(), type == 1 && workers == 1);
+                for (int32_t capacity : {1, 7, 512})
+                    EXPECT_EQ(indexesOfPass(o, type, capacity), oneByOne)
+                        << "type " << type << ", rank " << rank << " of " << workers << ", batches of " << capacity;
+            }
+        }
+    }
+}
+
+TEST_F(DatasetTest, ARowWhoseNumberIsPrintedBeginsABatch) {
+    // The number of every 5,000,000th row is printed as the row is passed;
+    // work on the rows before it must come first, so it never joins them.
+    // The second worker's block starts at row 2,500,300, so that this row
+    // lies inside a window and inside what would be a batch.
+    const int64_t rows = 5000600;
+    std::vector<double> values(static_cast<size_t>(rows));
+    for (int64_t r = 0; r < rows; ++r) values[static_cast<size_t>(r)] = static_cast<double>(r);
+    Opened o(dataset("big", "index Numeric Explanatory\n", bytesOf(values)), 1, 2);
+    o.ds->beginScan(0);
+    const double *batch[512];
+    int64_t seen = 0;
+    int32_t place = -1;
+    for (int32_t n; (n = o.ds->nextRows(batch, 512)) > 0; seen += n)
+        for (int32_t i = 0; i < n; ++i)
+            if (batch[i][0] == 5000000.0) place = i;
+    EXPECT_EQ(seen, rows - rows / 2);
+    EXPECT_EQ(place, 0);
+}
+
+namespace {
+
 // Columns id (line number), x, y, t (target); rows 11 (x 1.5, y 2.5, closing
 // 9), 12 (y missing, closing 7), 13 (no entries, closing 5). Closing records
 // carry column index 3, so that they are not taken for headers.

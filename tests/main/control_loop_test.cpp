@@ -29,6 +29,10 @@ struct LoopScript {
     int32_t types[4] = {0, 2, 3, 0};
     int32_t stopAfter[4] = {5, 0, 0, 0};
     int32_t passes = 3;
+    // Whether the object says its scan type stays through a pass (then the
+    // loop asks no more and hands rows over in batches, which this object
+    // declines: it reads targets).
+    int32_t keepsType = 0;
 };
 LoopScript gScript;
 
@@ -72,6 +76,7 @@ public:
         return gScript.types[ivPass];
     }
     int32_t canUpdateWithoutDataScan() const override { return 1; }
+    int32_t keepsScanTypeInPass() const override { return gScript.keepsType; }
     void writeXMLParameters(KVORAXMLTag &tag, KVORA_ENV env) override {
         tag.addLeafTag("Log", env).setValue(ivLog.c_str(), env);
     }
@@ -168,6 +173,12 @@ TEST(MasterLoop, PassesByScanType) {
         {{{0, 1, 0, 0}, {0, 0, 0, 0}, 2}, 0, "LOG\\[p0:10,w0;\\(.*\\(4.5 t10 #5\\)p1:0,w0;\\]", nullptr},
         // Type 5 shares rows by line: one process owns every line.
         {{{5, 0, 0, 0}, {0, 0, 0, 0}, 1}, 0,
+         "LOG\\[p0:10,w0;\\(0 t1 #1\\)\\(0 t2 #1\\)\\(1 t3 #2\\)\\(1.5 t4 #2\\)\\(2 t5 #3\\)\\(2.5 t6 #3\\)"
+         "\\(3 t7 #4\\)\\(3.5 t8 #4\\)\\(4 t9 #5\\)\\(4.5 t10 #5\\)\\]",
+         nullptr},
+        // The same with the type kept through the pass: the records still
+        // come one by one, in order, with their targets.
+        {{{5, 0, 0, 0}, {0, 0, 0, 0}, 1, 1}, 0,
          "LOG\\[p0:10,w0;\\(0 t1 #1\\)\\(0 t2 #1\\)\\(1 t3 #2\\)\\(1.5 t4 #2\\)\\(2 t5 #3\\)\\(2.5 t6 #3\\)"
          "\\(3 t7 #4\\)\\(3.5 t8 #4\\)\\(4 t9 #5\\)\\(4.5 t10 #5\\)\\]",
          nullptr},

@@ -2,7 +2,9 @@
 // the pass tables, and the row bound.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <random>
 #include <string>
@@ -142,6 +144,92 @@ TEST_F(DIFScanTest, ANegativeHeaderCountIsAHugeBoundAndAShortRowPasses) {
     data.gatherCalleeSums();
     EXPECT_EQ(data.ivMatState, 0);
     EXPECT_EQ(data.ivNum2OutDegreeMap, (KVORADIFData::IntMap{{4, 5}, {5, 1}, {6, 1}}));
+}
+
+// Rows taken straight from a dataset in batches must sum as the same records
+// given to update one by one: every phase, every table form, bit for bit.
+// The rows have the columns (weight, unused, line, callee), with missing
+// values here and there, callees far beyond the rest now and then, and
+// fractional values that truncate.
+TEST(DIFRowBatches, SumAsRecordsOneByOne) {
+    KVORAEnv *env = nullptr;
+    std::mt19937_64 random(20261125);
+    std::vector<double> cells;
+    for (uint64_t line = 1; line <= 400; ++line) {
+        const uint64_t callees = random() % 30;
+        const double lineValue = static_cast<double>(line) + (line % 3 == 0 ? 0.75 : 0.0);
+        auto add = [&](double callee, double weight) { cells.insert(cells.end(), {weight, 5.0, lineValue, callee}); };
+        add(0.0, static_cast<double>(callees));
+        for (uint64_t k = 0; k < callees; ++k) {
+            double callee = static_cast<double>(1 + random() % 900) + (k % 4 == 0 ? 0.5 : 0.0);
+            if (random() % 50 == 0) callee = 1e12;
+            if (random() % 40 == 0) callee = KVORARowLayout::cvMissingValue;  // reads as 0: no edge
+            double weight = static_cast<double>(random() % 1000) / 7.0 - 20.0;
+            if (random() % 60 == 0) weight = KVORARowLayout::cvMissingValue;
+            add(callee, weight);
+        }
+        add(0.0, 7788.0);
+    }
+    const size_t rowCount = cells.size() / 4;
+    std::vector<const double *> rows;
+    for (size_t r = 0; r < rowCount; ++r) rows.push_back(&cells[4 * r]);
+    const int32_t dataColumns[] = {3, 0};
+    const KVORARowLayout layout{dataColumns, 2, 2};
+
+    KVORADIFData one, batched;
+    for (KVORADIFData *d : {&one, &batched}) {
+        d->ivEpsilon = 1e-300;
+        d->ivMaxNumIterations = 1 << 30;
+        for (uint64_t seed : {3u, 17u, 500u}) {
+            d->ivModel1FreshEnergies.copyAppend(1.0, env);
+            d->ivModel1FreshEnergiesSamples.copyAppend(seed, env);
+        }
+    }
+    KVORAXaRay<double, 1> dataVec, targetVec;
+    dataVec.setSize(2, env);
+    auto sameBits = [](const auto &a, const auto &b) {
+        if (a.getSize() != b.getSize()) return false;
+        for (int32_t i = 1; i <= a.getSize(); ++i)
+            if (std::memcmp(&a[i], &b[i], sizeof(a[i])) != 0) return false;
+        return true;
+    };
+    // Two degree passes and three diffusion passes.
+    for (int pass = 0; pass < 5; ++pass) {
+        one.initIteration(env);
+        batched.initIteration(env);
+        for (const double *row : rows) {
+            dataVec[1] = KVORARowLayout::value(row, 3);
+            dataVec[2] = KVORARowLayout::value(row, 0);
+            one.update(dataVec, targetVec, KVORARowLayout::lineNumber(row[2]), env);
+        }
+        for (size_t at = 0; at < rowCount;) {
+            const int32_t count = static_cast<int32_t>(std::min<size_t>(1 + random() % 700, rowCount - at));
+            ASSERT_EQ(batched.updateRows(rows.data() + at, count, layout, env), 1);
+            at += static_cast<size_t>(count);
+        }
+        EXPECT_EQ(batched.ivRowsCounter, one.ivRowsCounter);
+        EXPECT_EQ(batched.ivMatState, 0);
+        one.finishIteration(env);
+        batched.finishIteration(env);
+        EXPECT_TRUE(sameBits(batched.ivRowSum, one.ivRowSum)) << pass;
+        EXPECT_TRUE(sameBits(batched.ivInDegree, one.ivInDegree) && sameBits(batched.ivOutDegree, one.ivOutDegree))
+            << pass;
+        EXPECT_TRUE(sameBits(batched.ivWeightedInDegree, one.ivWeightedInDegree) &&
+                    sameBits(batched.ivWeightedOutDegree, one.ivWeightedOutDegree))
+            << pass;
+        EXPECT_TRUE(sameBits(batched.ivModel1FreshEnergies, one.ivModel1FreshEnergies)) << pass;
+        EXPECT_TRUE(sameBits(batched.ivModel1FreshEnergiesSamples, one.ivModel1FreshEnergiesSamples)) << pass;
+        one.endDataScan(env);
+        batched.endDataScan(env);
+    }
+    EXPECT_GT(one.ivModel1FreshEnergies.getSize(), 100);
+
+    // A record trace takes records one by one only.
+    batched.ivVerbosityLvl = 31;
+    EXPECT_EQ(batched.updateRows(rows.data(), 1, layout, env), 0);
+    one.releasePrimitive(env);
+    batched.releasePrimitive(env);
+    dataVec.reset(env);
 }
 
 }  // namespace

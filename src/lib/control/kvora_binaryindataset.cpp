@@ -462,6 +462,34 @@ int64_t KVORABinaryInputDataset::readNextRow() {
     return ivCurrentRow - 1;
 }
 
+int32_t KVORABinaryInputDataset::nextRows(const double **rows, int32_t capacity) {
+    if (capacity < 1 || nextRow() < 0) return 0;
+    rows[0] = ivRow;
+    int32_t count = 1;
+#if !(defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
+    // The scan types that take rows in file order (a line-shared pass
+    // leaving out other workers' lines) go on through the window.
+    const bool byLine = ivScanType == 5;
+    if (!byLine && ivScanType != 0 && ivScanType != 2 && ivScanType != 6) return count;
+    const char *bytes = nullptr;
+    while (count < capacity && ivCurrentRow <= ivLastRow && ivCurrentRow % 5000000 != 0 &&
+           (bytes = ivPageReader->recordInWindow(ivCurrentRow, ivColumnCount)) != nullptr) {
+        const double *row = reinterpret_cast<const double *>(bytes);
+        ++ivCurrentRow;
+        if (byLine) {
+            const double lineValue = row[ivLineNumberIndex];
+            if (lineValue != ivOwnedLineValue) {
+                if (!ownsLine(truncToInt64(lineValue))) continue;
+                ivOwnedLineValue = lineValue;
+            }
+        }
+        rows[count++] = row;
+        ivRow = row;
+    }
+#endif
+    return count;
+}
+
 int64_t KVORABinaryInputDataset::nextSparseRow(KVORADataPoint &dataPoint, KVORA_ENV env) {
     cacheFieldsOf(dataPoint);
     const double *record = ivRecord.data();

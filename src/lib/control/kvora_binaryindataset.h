@@ -72,6 +72,13 @@ public:
         return readNextRow();
     }
     const double *rowValues() const { return ivRow; }
+    // Up to `capacity` rows (at least 1) of those that nextRow would give one
+    // by one, as long as they lie in the reader's window: their addresses,
+    // valid until the next read, go to `rows`, and the last is the row in
+    // hand. The count, 0 at the end. A row whose number is printed as it is
+    // passed begins a call, never continues one, so that the print comes
+    // after the work on the rows before it.
+    int32_t nextRows(const double **rows, int32_t capacity);
     // A later row of the pass, `ahead` rows after the row in hand, where it
     // lies in the window; null when it does not (or on a big-endian host).
     // Only for a look ahead: the scan type may not deliver it.

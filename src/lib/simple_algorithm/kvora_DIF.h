@@ -437,6 +437,8 @@ public:
     double getSamplingRate() const override { return 1.0; }
     int32_t canUpdateWithoutDataScan() const override { return 1; }
     void prefetchRecord(const double *dataValues, int32_t count) const override;
+    int32_t updateRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
+                       KVORA_ENV env) override;
 
     // ---- parameters and seed file ----
     // Reads the algorithm's keys below the parameter tag, then initParameters.
@@ -548,7 +550,15 @@ private:
     void findRowCaller(uint64_t caller);
     void traceRecord(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay<double, 1> &targetVec,
                      uint64_t sampleNumber) const;
-    void rowError(int32_t code, const char *text, const KVORAXaRay<double, 1> &dataVec, uint64_t caller);
+    void rowError(int32_t code, const char *text, double callee, double weight, uint64_t caller);
+    // The row check of checkMatStateValidity on a record's callee and weight.
+    int32_t checkRow(double callee, double weight, uint64_t sampleNumber);
+    // A record's work in phase State after its trace: the row check, then
+    // the sums.
+    template <int State>
+    void addRecord(double callee, double weight, uint64_t lineNumber);
+    template <int State, class Table>
+    void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, const Table &callees);
 };
 
 // Replaces the XML entities of a seed file name, one rule after the other

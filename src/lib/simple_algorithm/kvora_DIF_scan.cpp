@@ -74,12 +74,12 @@ void KVORADIFData::findRowCaller(uint64_t caller)
     ivRowCallerKnown = true;
 }
 
-[[gnu::cold, gnu::noinline]] void KVORADIFData::rowError(int32_t code, const char *text,
-                                                         const KVORAXaRay<double, 1> &dataVec, uint64_t caller)
+[[gnu::cold, gnu::noinline]] void KVORADIFData::rowError(int32_t code, const char *text, double callee,
+                                                         double weight, uint64_t caller)
 {
     std::ostringstream line;
     line << "worker: " << getRank() << " ERROR in row " << ivRowsCounter << ", caller: " << caller
-         << ", callee: " << dataVec[1] << ", weight: " << dataVec[2] << "\n";
+         << ", callee: " << callee << ", weight: " << weight << "\n";
     if (code == 4604) line << "Expected " << ivMaxCallees << " callees\n";
     std::cerr << line.str() << std::flush;
     if (code == 4604) reportErrorAndExit(code, text, 1);
@@ -89,17 +89,15 @@ void KVORADIFData::findRowCaller(uint64_t caller)
     reportErrorAndExit(code, number, text, 1);
 }
 
-// Inlined into update, the only caller: most records only count a callee.
-[[gnu::always_inline]] inline int32_t KVORADIFData::checkMatStateValidity(const KVORAXaRay<double, 1> &dataVec,
-                                                                          uint64_t sampleNumber, KVORA_ENV env)
+// Inlined into the record paths: most records only count a callee.
+[[gnu::always_inline]] inline int32_t KVORADIFData::checkRow(double callee, double weight, uint64_t sampleNumber)
 {
     ++ivRowsCounter;
     const int32_t entryState = ivMatState;
-    const double callee = dataVec[1];
-    const double weight = dataVec[2];
     if (entryState == 0) {
         if (callee != 0.0)
-            rowError(4602, "KVORADIFData::checkMatStateValidity: Expected to see header", dataVec, sampleNumber);
+            rowError(4602, "KVORADIFData::checkMatStateValidity: Expected to see header", callee, weight,
+                     sampleNumber);
         ivMaxCallees = static_cast<uint64_t>(truncate64(weight));
         ivCalleesCounter = 0;
         ivCurrentCaller = sampleNumber;
@@ -110,14 +108,20 @@ void KVORADIFData::findRowCaller(uint64_t caller)
             return entryState;
         }
         if (sampleNumber != ivCurrentCaller)
-            rowError(4603, "KVORADIFData::checkMatStateValidity: Caller changed without proper footer", dataVec,
-                     sampleNumber);
+            rowError(4603, "KVORADIFData::checkMatStateValidity: Caller changed without proper footer", callee,
+                     weight, sampleNumber);
         ++ivCalleesCounter;
         if (ivCalleesCounter > ivMaxCallees)
-            rowError(4604, "KVORADIFData::checkMatStateValidity: number of callees exceeded bound", dataVec,
+            rowError(4604, "KVORADIFData::checkMatStateValidity: number of callees exceeded bound", callee, weight,
                      sampleNumber);
     }
     return entryState;
+}
+
+int32_t KVORADIFData::checkMatStateValidity(const KVORAXaRay<double, 1> &dataVec, uint64_t sampleNumber,
+                                            KVORA_ENV env)
+{
+    return checkRow(dataVec[1], dataVec[2], sampleNumber);
 }
 
 int32_t KVORADIFData::sampleTraceEvent(int32_t level)
@@ -166,23 +170,14 @@ void KVORADIFData::prefetchRecord(const double *dataValues, int32_t count) const
         ivCalleeIntSums.prefetch(x);
 }
 
-void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay<double, 1> &targetVec,
-                          uint64_t lineNumber, KVORA_ENV env)
+template <int State>
+[[gnu::always_inline]] inline void KVORADIFData::addRecord(double callee, double weight, uint64_t lineNumber)
 {
-    if (ivVerbosityLvl > 30 && sampleTraceEvent(30) != 0) traceRecord(dataVec, targetVec, lineNumber);
-    else if (ivSampleTraceOn != 0) sampleTraceEvent(30);
-    // A matrix record has a callee and a weight; anything narrower is not
-    // one of the loader's matrices.
-    KVORA_ASSERT_CAUSE(dataVec.getSize() >= 2, "A matrix record needs a callee and a weight");
-
-    const int32_t wasInRow = checkMatStateValidity(dataVec, lineNumber, env);
-    const double callee = dataVec[1];
-    const double weight = dataVec[2];
+    const int32_t wasInRow = checkRow(callee, weight, lineNumber);
     if (wasInRow == 0) resetRowCache();
     const bool isData = wasInRow == 1 && callee != 0.0;
 
-    switch (ivState) {
-    case ComputeNormalizer:
+    if (State == ComputeNormalizer) {
         if (wasInRow == 0) {
             double &sum = ivCallerRealSums[lineNumber];
             sum = 0.0;  // a row seen twice restarts its sum
@@ -195,8 +190,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivCallerIntSums[lineNumber];
             *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + 1u);
         }
-        break;
-    case ComputeWeightedInOutDeg:
+    } else if (State == ComputeWeightedInOutDeg) {
         if (isData) {
             const uint64_t x = static_cast<uint64_t>(truncate64(callee));
             // Only the low 32 bits of the truncated weight count.
@@ -206,8 +200,7 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivCallerIntSums[lineNumber];
             *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + v);
         }
-        break;
-    case DiffusionIterationModel1:
+    } else {
         if (isData) {
             const uint64_t x = static_cast<uint64_t>(truncate64(callee));
             if (!ivRowCallerKnown) findRowCaller(lineNumber);
@@ -217,9 +210,75 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
             double &arrived = ivCalleeRealSums[x];
             arrived = arrived + ivRowCallerFresh * share;
         }
+    }
+}
+
+void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay<double, 1> &targetVec,
+                          uint64_t lineNumber, KVORA_ENV env)
+{
+    if (ivVerbosityLvl > 30 && sampleTraceEvent(30) != 0) traceRecord(dataVec, targetVec, lineNumber);
+    else if (ivSampleTraceOn != 0) sampleTraceEvent(30);
+    // A matrix record has a callee and a weight; anything narrower is not
+    // one of the loader's matrices.
+    KVORA_ASSERT_CAUSE(dataVec.getSize() >= 2, "A matrix record needs a callee and a weight");
+
+    const double callee = dataVec[1];
+    const double weight = dataVec[2];
+    switch (ivState) {
+    case ComputeNormalizer:
+        addRecord<ComputeNormalizer>(callee, weight, lineNumber);
+        break;
+    case ComputeWeightedInOutDeg:
+        addRecord<ComputeWeightedInOutDeg>(callee, weight, lineNumber);
+        break;
+    case DiffusionIterationModel1:
+        addRecord<DiffusionIterationModel1>(callee, weight, lineNumber);
         break;
     default:
+        if (checkRow(callee, weight, lineNumber) == 0) resetRowCache();
         KVORA_NOT_IMPLEMENTED();
+    }
+}
+
+// The records of a batch with the callee sum of each asked for some records
+// ahead of its use, as prefetchRecord does for records one by one.
+template <int State, class Table>
+void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
+                           const Table &callees)
+{
+    const int32_t calleeColumn = layout.dataColumns[0];
+    const int32_t weightColumn = layout.dataColumns[1];
+    const int32_t lineColumn = layout.lineColumn;
+    auto calleeOf = [&](const double *row) { return KVORARowLayout::value(row, calleeColumn); };
+    const int32_t ahead = 16;
+    for (int32_t i = 0; i < count && i < ahead; ++i)
+        callees.prefetch(static_cast<uint64_t>(truncate64(calleeOf(rows[i]))));
+    for (int32_t i = 0; i < count; ++i) {
+        if (i + ahead < count) callees.prefetch(static_cast<uint64_t>(truncate64(calleeOf(rows[i + ahead]))));
+        const double *row = rows[i];
+        addRecord<State>(calleeOf(row), KVORARowLayout::value(row, weightColumn),
+                         KVORARowLayout::lineNumber(KVORARowLayout::value(row, lineColumn)));
+    }
+}
+
+int32_t KVORADIFData::updateRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
+                                 KVORA_ENV env)
+{
+    // The per-record trace, and the check of a record too narrow for a
+    // matrix, stay with update.
+    if (ivVerbosityLvl > 30 || ivSampleTraceOn != 0 || layout.dataCount < 2) return 0;
+    switch (ivState) {
+    case ComputeNormalizer:
+        addRows<ComputeNormalizer>(rows, count, layout, ivCalleeIntSums);
+        return 1;
+    case ComputeWeightedInOutDeg:
+        addRows<ComputeWeightedInOutDeg>(rows, count, layout, ivCalleeIntSums);
+        return 1;
+    case DiffusionIterationModel1:
+        addRows<DiffusionIterationModel1>(rows, count, layout, ivCalleeRealSums);
+        return 1;
+    default:
+        return 0;
     }
 }
 

@@ -34,15 +34,6 @@ inline double fieldValue(const KVORAField *field, int32_t partition)
     return field->ivRealValue;
 }
 
-// Truncation towards zero; a value outside the 64-bit range (or NaN) has no
-// truncation and gets the integer that the hardware conversion gives.
-inline uint64_t lineNumberOf(double value)
-{
-    if (value >= -9223372036854775808.0 && value < 9223372036854775808.0)
-        return static_cast<uint64_t>(static_cast<int64_t>(value));
-    return static_cast<uint64_t>(INT64_MIN);
-}
-
 void updateFunction(KVORADataScan *object, int32_t partition, KVORA_ENV env)
 {
     static_cast<KVORASimpleAlgorithmModel *>(object)->update(partition, env);
@@ -174,7 +165,7 @@ void KVORASimpleAlgorithmModel::update(int32_t partition, KVORA_ENV env)
     for (int32_t i = 1; i <= numTargets; ++i) ivTargetVec[i] = fieldValue(targetFields[i - 1], partition);
     const double lineNumber = fieldValue(ivLineNumberField, partition);
     if (partition == 1 || partition == 2) return;
-    ivDataPtr->update(ivDataVec, ivTargetVec, lineNumberOf(lineNumber), env);
+    ivDataPtr->update(ivDataVec, ivTargetVec, KVORARowLayout::lineNumber(lineNumber), env);
 }
 
 bool KVORASimpleAlgorithmModel::isRecordUpdate(KVORAUpdateFunc update) { return update == &updateFunction; }
@@ -198,43 +189,56 @@ bool KVORASimpleAlgorithmModel::bindRowColumns(const KVORANumField *const *colum
     return bind(ivLineNumberField);
 }
 
-namespace {
-
-// A row's value as a field would give it: 0.0 when missing or when no column
-// writes the field.
-inline double rowValue(const double *row, int32_t column)
-{
-    if (column < 0) return 0.0;
-    const double value = row[column];
-    return value == KVORABinaryInputDataset::cvMissingValue ? 0.0 : value;
-}
-
-}  // namespace
+static_assert(KVORARowLayout::cvMissingValue == KVORABinaryInputDataset::cvMissingValue,
+              "rows read straight from the dataset know its missing value");
 
 void KVORASimpleAlgorithmModel::prefetchRow(const double *row) const
 {
     // The first value alone: it is all that a data object looks at so far,
     // and this runs once per record.
     if (ivDataVec.getSize() < 1) return;
-    const double first = rowValue(row, ivRowColumns.front());
+    const double first = KVORARowLayout::value(row, ivRowColumns.front());
     ivDataPtr.get()->prefetchRecord(&first, 1);
 }
 
-void KVORASimpleAlgorithmModel::updateRow(const double *row, int32_t partition, KVORA_ENV env)
+double KVORASimpleAlgorithmModel::takeRow(const double *row)
 {
     // Local pointers: a store into a vector cannot then be taken to change
     // the columns or the vectors' blocks.
     const int32_t *column = ivRowColumns.data();
     const int32_t numData = ivDataVec.getSize();
     double *data = ivDataVec.getBlock();
-    for (int32_t i = 0; i < numData; ++i) data[i] = rowValue(row, column[i]);
+    for (int32_t i = 0; i < numData; ++i) data[i] = KVORARowLayout::value(row, column[i]);
     column += numData;
     const int32_t numTargets = ivTargetVec.getSize();
     double *targets = ivTargetVec.getBlock();
-    for (int32_t i = 0; i < numTargets; ++i) targets[i] = rowValue(row, column[i]);
-    const double lineNumber = rowValue(row, column[numTargets]);
+    for (int32_t i = 0; i < numTargets; ++i) targets[i] = KVORARowLayout::value(row, column[i]);
+    return KVORARowLayout::value(row, column[numTargets]);
+}
+
+void KVORASimpleAlgorithmModel::updateRow(const double *row, int32_t partition, KVORA_ENV env)
+{
+    const double lineNumber = takeRow(row);
     if (partition == 1 || partition == 2) return;
-    ivDataPtr->update(ivDataVec, ivTargetVec, lineNumberOf(lineNumber), env);
+    ivDataPtr->update(ivDataVec, ivTargetVec, KVORARowLayout::lineNumber(lineNumber), env);
+}
+
+void KVORASimpleAlgorithmModel::updateRows(const double *const *rows, int32_t count, KVORA_ENV env)
+{
+    if (count <= 0) return;
+    const int32_t numData = ivDataVec.getSize();
+    const KVORARowLayout layout{ivRowColumns.data(), numData, ivRowColumns[numData + ivTargetVec.getSize()]};
+    if (ivDataPtr.get()->updateRows(rows, count, layout, env) != 0) {
+        // The vectors as the records one by one would have left them.
+        takeRow(rows[count - 1]);
+        return;
+    }
+    const int32_t ahead = 16;
+    for (int32_t i = 0; i < count; ++i) {
+        if (i + ahead < count) prefetchRow(rows[i + ahead]);
+        const double lineNumber = takeRow(rows[i]);
+        ivDataPtr->update(ivDataVec, ivTargetVec, KVORARowLayout::lineNumber(lineNumber), env);
+    }
 }
 
 // ---- the model's operations ----

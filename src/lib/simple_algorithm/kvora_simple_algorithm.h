@@ -86,6 +86,11 @@ public:
     // is not numeric gives 0.0.
     bool bindRowColumns(const KVORANumField *const *columnFields, int32_t columnCount);
     void updateRow(const double *row, int32_t partition, KVORA_ENV env);
+    // Rows as updateRow takes them one by one, in order, for a pass whose
+    // scan type stays the same; the partition of a scan's record is 3 or
+    // more, so none is left out. The data object takes them all at once
+    // where it can.
+    void updateRows(const double *const *rows, int32_t count, KVORA_ENV env);
     // Tells the data object of a row that updateRow will take soon (its
     // first data value).
     void prefetchRow(const double *row) const;
@@ -108,6 +113,8 @@ private:
     // update reads into plain arrays.
     void sizeVectors(KVORA_ENV env);
     void takeFieldPointers();
+    // Fills the two vectors from a row by the row columns; the line value.
+    double takeRow(const double *row);
     // Checks once, off the per-record path, that every place that update
     // will follow leads to a field.
     void checkFieldOrders() const;

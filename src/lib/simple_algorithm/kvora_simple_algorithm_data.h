@@ -24,6 +24,37 @@
 
 class KVORAXMLTag;
 
+// Where the values that a data object's update reads lie in a dataset row,
+// for rows taken straight from the dataset: the data values' columns in the
+// data vector's order, and the line number's column; -1 for a value that no
+// column gives, which reads as 0.0.
+struct KVORARowLayout {
+    // The loader's mark of a missing value.
+    static constexpr double cvMissingValue = -99999.0;
+
+    const int32_t *dataColumns;
+    int32_t dataCount;
+    int32_t lineColumn;
+
+    // A row's value as its field would give it: 0.0 when missing or when no
+    // column writes the field.
+    static double value(const double *row, int32_t column)
+    {
+        if (column < 0) return 0.0;
+        const double value = row[column];
+        return value == cvMissingValue ? 0.0 : value;
+    }
+    // The line number that update receives for a line value: truncation
+    // towards zero; outside the 64-bit range (or NaN) the integer that the
+    // hardware conversion gives.
+    static uint64_t lineNumber(double value)
+    {
+        if (value >= -9223372036854775808.0 && value < 9223372036854775808.0)
+            return static_cast<uint64_t>(static_cast<int64_t>(value));
+        return static_cast<uint64_t>(INT64_MIN);
+    }
+};
+
 class KVORASimpleAlgorithmAbstractData : public KVORAObject {
     KVORA_ABSTRACT_OBJECT_DECL(KVORASimpleAlgorithmAbstractData)
 public:
@@ -62,6 +93,15 @@ public:
     // Non-zero when getScanType gives the same answer all through a pass, so
     // that it need not be asked again before every record.
     virtual int32_t keepsScanTypeInPass() const { return 0; }
+    // `count` records straight from dataset rows, in order, each as update
+    // would take it with the data vector read from the row by `layout`; an
+    // object that would read the target vector, or that takes records one
+    // by one only, answers 0 and takes none. Only for a pass whose scan type
+    // stays the same.
+    virtual int32_t updateRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, KVORA_ENV env)
+    {
+        return 0;
+    }
 
     double ivDummy;
 };

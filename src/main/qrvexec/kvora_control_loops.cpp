@@ -126,7 +126,21 @@ void kvoraScanData(KVORAControl &control, KVORAOwnPtr<KVORAModel> &model, KVORAO
             // directly; the fields are left as the loop below leaves them.
             bool delivered = false;
             const bool typeKept = simple.keepsScanTypeInPass();
-            for (bool more = m.getScanType() != 3; more; more = typeKept || m.getScanType() != 3) {
+            if (typeKept && m.getScanType() != 3) {
+                // Nothing is asked between records: the rows go in batches,
+                // as they lie in the reader's window.
+                const double *rows[512];
+                for (;;) {
+                    const int32_t count = dataset.nextRows(rows, 512);
+                    if (count == 0) {
+                        dataEnded = true;
+                        break;
+                    }
+                    simple.updateRows(rows, count, env);
+                    delivered = true;
+                }
+            }
+            for (bool more = !typeKept && m.getScanType() != 3; more; more = m.getScanType() != 3) {
                 const int64_t recordIndex = dataset.nextRow();
                 if (recordIndex < 0) {
                     dataEnded = true;
