@@ -2,6 +2,7 @@
 // among workers for each scan type, and the row and sparse-row readers.
 #include "control/kvora_binaryindataset.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -471,11 +472,14 @@ int32_t KVORABinaryInputDataset::nextRows(const double **rows, int32_t capacity)
     // leaving out other workers' lines) go on through the window.
     const bool byLine = ivScanType == 5;
     if (!byLine && ivScanType != 0 && ivScanType != 2 && ivScanType != 6) return count;
-    const char *bytes = nullptr;
-    while (count < capacity && ivCurrentRow <= ivLastRow && ivCurrentRow % 5000000 != 0 &&
-           (bytes = ivPageReader->recordInWindow(ivCurrentRow, ivColumnCount)) != nullptr) {
-        const double *row = reinterpret_cast<const double *>(bytes);
-        ++ivCurrentRow;
+    const char *bytes = ivPageReader->recordInWindow(ivCurrentRow, ivColumnCount);
+    if (bytes == nullptr || ivCurrentRow % 5000000 == 0) return count;
+    // Up to the window's last row, the pass's last, and the row before the
+    // next one whose number is printed.
+    const int64_t printed = (ivCurrentRow / 5000000 + 1) * 5000000;
+    const int64_t last = std::min(std::min(ivLastRow, printed - 1), ivPageReader->lastRecordInWindow(ivColumnCount));
+    const double *row = reinterpret_cast<const double *>(bytes);
+    for (; ivCurrentRow <= last && count < capacity; ++ivCurrentRow, row += ivColumnCount) {
         if (byLine) {
             const double lineValue = row[ivLineNumberIndex];
             if (lineValue != ivOwnedLineValue) {

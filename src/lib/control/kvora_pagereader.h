@@ -60,6 +60,11 @@ public:
         if (ivBuffer == nullptr || offset < ivWindowFirst || offset + bytes - 1 > ivWindowLast) return nullptr;
         return ivBuffer + (offset - ivWindowFirst);
     }
+    // The last record of `count` doubles that lies whole in the window: the
+    // records from one that recordInWindow finds up to it all do.
+    int64_t lastRecordInWindow(int32_t count) const {
+        return (ivWindowLast + 1) / (static_cast<int64_t>(count) * 8) - 1;
+    }
     static void passRecord(int64_t row) {
         if (row > 0 && row % 5000000 == 0) printRowNumber(row);
     }
