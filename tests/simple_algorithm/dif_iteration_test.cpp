@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -171,6 +172,72 @@ TEST(DIFIteration, TheModelReportHoldsTheParametersAndTheRunsEnd) {
         << text.str();
     handler.releasePrimitive(env);
     data.releasePrimitive(env);
+}
+
+// The close of a diffusion pass over inputs in ascending order (every pass
+// after the first) must give, bit for bit, the totals and the change of the
+// general walk over maps: nodes in some inputs and not others, nodes that
+// pass energy on with no fresh energy or no total, degrees of 0 and below,
+// and values that make -0.0, infinities and NaN.
+TEST(DIFIteration, TheCloseOverSortedArraysIsTheCloseOverMaps) {
+    KVORAEnv *env = nullptr;
+    uint64_t state = 99;
+    auto draw = [&state](uint64_t n) {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return (state >> 33) % n;
+    };
+    const double specials[] = {-0.0, 0.0, 1.0 / 0.0, -1.0 / 0.0, 0.0 / 0.0, 1e300, -1e-300};
+    auto fill = [&](KVORAXaRay<double, 1> &values, KVORAXaRay<uint64_t, 1> &nodes, uint64_t keep) {
+        for (uint64_t node = 1; node < 400; ++node) {
+            if (draw(100) >= keep) continue;
+            const double value = draw(20) == 0 ? specials[draw(7)] : static_cast<double>(draw(1000)) / 9.0 - 40.0;
+            values.copyAppend(value, env);
+            nodes.copyAppend(node, env);
+        }
+    };
+    for (int round = 0; round < 20; ++round) {
+        KVORADIFData maps, arrays;
+        maps.ivSpreadCoefficient = arrays.ivSpreadCoefficient = 0.5 + 0.1 * round;
+        fill(maps.ivModel1TotalEnergiesOld, maps.ivModel1TotalEnergiesSamplesOld, 60);
+        fill(maps.ivModel1FreshEnergies, maps.ivModel1FreshEnergiesSamples, 30 + 2 * static_cast<uint64_t>(round));
+        fill(maps.ivModel1FreshEnergiesOld, maps.ivModel1FreshEnergiesSamplesOld, 40);
+        for (uint64_t node = 1; node < 450; ++node)
+            if (draw(3) == 0) maps.ivNum2OutDegreeMap[node] = static_cast<int32_t>(draw(5)) - 1;
+        // An input may be empty.
+        if (round == 1) maps.ivModel1TotalEnergiesOld.reset(env), maps.ivModel1TotalEnergiesSamplesOld.reset(env);
+        if (round == 2) maps.ivModel1FreshEnergies.reset(env), maps.ivModel1FreshEnergiesSamples.reset(env);
+        if (round == 3) maps.ivNum2OutDegreeMap.clear();
+        arrays.ivModel1TotalEnergiesOld.copyFrom(maps.ivModel1TotalEnergiesOld, env);
+        arrays.ivModel1TotalEnergiesSamplesOld.copyFrom(maps.ivModel1TotalEnergiesSamplesOld, env);
+        arrays.ivModel1FreshEnergies.copyFrom(maps.ivModel1FreshEnergies, env);
+        arrays.ivModel1FreshEnergiesSamples.copyFrom(maps.ivModel1FreshEnergiesSamples, env);
+        arrays.ivModel1FreshEnergiesOld.copyFrom(maps.ivModel1FreshEnergiesOld, env);
+        arrays.ivModel1FreshEnergiesSamplesOld.copyFrom(maps.ivModel1FreshEnergiesSamplesOld, env);
+        arrays.ivNum2OutDegreeMap = maps.ivNum2OutDegreeMap;
+        ASSERT_TRUE(KVORADIFData::strictlyAscending(arrays.ivModel1FreshEnergiesSamples));
+
+        const double byMaps = maps.closeDiffusionByMaps(env);
+        const double byArrays = arrays.closeDiffusionByArrays(env);
+        EXPECT_EQ(std::memcmp(&byMaps, &byArrays, sizeof byMaps), 0) << round << ": " << byMaps << " " << byArrays;
+        const int32_t n = maps.ivModel1TotalEnergies.getSize();
+        ASSERT_EQ(arrays.ivModel1TotalEnergies.getSize(), n) << round;
+        ASSERT_EQ(arrays.ivModel1TotalEnergiesSamples.getSize(), n) << round;
+        for (int32_t i = 1; i <= n; ++i) {
+            EXPECT_EQ(arrays.ivModel1TotalEnergiesSamples[i], maps.ivModel1TotalEnergiesSamples[i]) << round;
+            EXPECT_EQ(std::memcmp(&arrays.ivModel1TotalEnergies[i], &maps.ivModel1TotalEnergies[i], sizeof(double)), 0)
+                << round << " node " << maps.ivModel1TotalEnergiesSamples[i];
+        }
+        maps.releasePrimitive(env);
+        arrays.releasePrimitive(env);
+    }
+
+    // Seeds come in file order, with repeats: not for the arrays.
+    KVORAXaRay<uint64_t, 1> seeds;
+    for (uint64_t node : {5u, 3u}) seeds.copyAppend(node, env);
+    EXPECT_FALSE(KVORADIFData::strictlyAscending(seeds));
+    seeds[1] = 3;
+    EXPECT_FALSE(KVORADIFData::strictlyAscending(seeds));
+    seeds.reset(env);
 }
 
 }  // namespace

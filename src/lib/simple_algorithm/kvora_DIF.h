@@ -464,6 +464,13 @@ public:
     // calls it first. The sums are the same either way: each node's
     // additions keep the order of the records.
     void gatherCalleeSums();
+    // The close of a diffusion pass: the new totals from the old ones, the
+    // fresh energies and what the nodes passed on; answers the largest
+    // change. The maps take inputs in any order; the arrays, inputs in
+    // ascending node order without repeats, to the same result.
+    double closeDiffusionByMaps(KVORA_ENV env);
+    double closeDiffusionByArrays(KVORA_ENV env);
+    static bool strictlyAscending(const KVORAXaRay<uint64_t, 1> &samples);
 
     // ---- results and messages ----
     void writeDataOutputFile(KVORA_ENV env);

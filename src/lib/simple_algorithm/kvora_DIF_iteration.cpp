@@ -3,10 +3,12 @@
 // together, and how the master closes a pass and decides whether the run
 // goes on. Sums are walked in ascending node order wherever they are added,
 // so the order of floating-point additions is fixed by the data alone.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <sstream>
+#include <vector>
 
 #include "nelo-common/kvora_reports.h"
 #include "simple_algorithm/kvora_DIF.h"
@@ -196,6 +198,104 @@ void KVORADIFData::merge(KVORASimpleAlgorithmAbstractData *otherData, KVORA_ENV 
     traceEvent(40, "merge finished", 0, env);
 }
 
+bool KVORADIFData::strictlyAscending(const KVORAXaRay<uint64_t, 1> &samples)
+{
+    for (int32_t i = 2; i <= samples.getSize(); ++i)
+        if (!(samples[i - 1] < samples[i])) return false;
+    return true;
+}
+
+double KVORADIFData::closeDiffusionByMaps(KVORA_ENV env)
+{
+    RealMap &totals = ivModel1Num2TotalEnergyMap;
+    RealMap temporary;
+    totals.clear();
+    totals.assign(ivModel1TotalEnergiesOld, ivModel1TotalEnergiesSamplesOld);
+    totals.fold(ivModel1FreshEnergies, ivModel1FreshEnergiesSamples, [](double &sum, double value) {
+        addInto(sum, value);
+    });
+    // A node that passes energy on keeps only what it did not pass.
+    temporary.assign(ivModel1FreshEnergiesOld, ivModel1FreshEnergiesSamplesOld);
+    subtractPassedOn(totals, ivNum2OutDegreeMap, temporary, ivSpreadCoefficient);
+    totals.toArrays(ivModel1TotalEnergies, ivModel1TotalEnergiesSamples, env);
+    totals.clear();
+    temporary.clear();
+    temporary.assign(ivModel1TotalEnergies, ivModel1TotalEnergiesSamples);
+    temporary.fold(ivModel1TotalEnergiesOld, ivModel1TotalEnergiesSamplesOld, subtractFrom);
+    double largest = 0.0;
+    for (size_t i = 0; i < temporary.size(); ++i) {
+        const double size = std::fabs(temporary.value(i));
+        if (size > largest) largest = size;
+    }
+    return largest;
+}
+
+// The same walk with every input in ascending order without repeats, as
+// after the first pass: one merge of the old totals, the fresh energies and
+// the nodes that pass energy on gives each node's total, with the same
+// operations in the same order as the maps (a node new to the totals starts
+// from 0.0), and its change against the old total.
+double KVORADIFData::closeDiffusionByArrays(KVORA_ENV env)
+{
+    const KVORAXaRay<double, 1> &oldValues = ivModel1TotalEnergiesOld;
+    const KVORAXaRay<uint64_t, 1> &oldNodes = ivModel1TotalEnergiesSamplesOld;
+    const KVORAXaRay<double, 1> &fresh = ivModel1FreshEnergies;
+    const KVORAXaRay<uint64_t, 1> &freshNodes = ivModel1FreshEnergiesSamples;
+    const KVORAXaRay<double, 1> &passed = ivModel1FreshEnergiesOld;
+    const KVORAXaRay<uint64_t, 1> &passedNodes = ivModel1FreshEnergiesSamplesOld;
+    const IntMap &outDegrees = ivNum2OutDegreeMap;
+    const int32_t nOld = std::min(oldValues.getSize(), oldNodes.getSize());
+    const int32_t nFresh = std::min(fresh.getSize(), freshNodes.getSize());
+    const int32_t nPassed = std::min(passed.getSize(), passedNodes.getSize());
+    const size_t nOut = outDegrees.size();
+
+    std::vector<uint64_t> nodes;
+    std::vector<double> totals;
+    nodes.reserve(static_cast<size_t>(nOld) + static_cast<size_t>(nFresh));
+    totals.reserve(nodes.capacity());
+    double largest = 0.0;
+    int32_t o = 1, f = 1, p = 1;
+    size_t d = 0;
+    for (;;) {
+        while (d < nOut && outDegrees.value(d) <= 0) ++d;
+        // The smallest node still to come from any of the three.
+        bool any = false;
+        uint64_t node = 0;
+        if (o <= nOld) node = oldNodes[o], any = true;
+        if (f <= nFresh && (!any || freshNodes[f] < node)) node = freshNodes[f], any = true;
+        if (d < nOut && (!any || outDegrees.key(d) < node)) node = outDegrees.key(d), any = true;
+        if (!any) break;
+        const bool wasTotal = o <= nOld && oldNodes[o] == node;
+        const double old = wasTotal ? oldValues[o] : 0.0;
+        double total = old;
+        if (f <= nFresh && freshNodes[f] == node) addInto(total, fresh[f++]);
+        if (d < nOut && outDegrees.key(d) == node) {
+            while (p <= nPassed && passedNodes[p] < node) ++p;
+            const double amount = (p <= nPassed && passedNodes[p] == node ? passed[p] : 0.0) * ivSpreadCoefficient;
+            subtractFrom(total, amount);
+            ++d;
+        }
+        if (wasTotal) ++o;
+        nodes.push_back(node);
+        totals.push_back(total);
+        double change = total;
+        if (wasTotal) subtractFrom(change, old);
+        const double size = std::fabs(change);
+        if (size > largest) largest = size;
+    }
+    const int32_t n = static_cast<int32_t>(nodes.size());
+    ivModel1TotalEnergies.setSize(0, env);
+    ivModel1TotalEnergiesSamples.setSize(0, env);
+    ivModel1TotalEnergies.setSize(n, env);
+    ivModel1TotalEnergiesSamples.setSize(n, env);
+    for (int32_t i = 0; i < n; ++i) {
+        ivModel1TotalEnergiesSamples[i + 1] = nodes[static_cast<size_t>(i)];
+        ivModel1TotalEnergies[i + 1] = totals[static_cast<size_t>(i)];
+    }
+    ivModel1Num2TotalEnergyMap.clear();
+    return largest;
+}
+
 int32_t KVORADIFData::endDataScan(KVORA_ENV env)
 {
     traceEvent(2, "Entering endDataScan", 1, env);
@@ -213,28 +313,11 @@ int32_t KVORADIFData::endDataScan(KVORA_ENV env)
         progressReport("Finished computing weighted in/out degree", "endDataScan", env);
         break;
     case DiffusionIterationModel1: {
-        RealMap &totals = ivModel1Num2TotalEnergyMap;
-        RealMap temporary;
-        totals.clear();
-        totals.assign(ivModel1TotalEnergiesOld, ivModel1TotalEnergiesSamplesOld);
-        totals.fold(ivModel1FreshEnergies, ivModel1FreshEnergiesSamples, [](double &sum, double value) {
-            addInto(sum, value);
-        });
-        // A node that passes energy on keeps only what it did not pass.
-        temporary.assign(ivModel1FreshEnergiesOld, ivModel1FreshEnergiesSamplesOld);
-        subtractPassedOn(totals, ivNum2OutDegreeMap, temporary, ivSpreadCoefficient);
-        totals.toArrays(ivModel1TotalEnergies, ivModel1TotalEnergiesSamples, env);
-        totals.clear();
-        temporary.clear();
-        temporary.assign(ivModel1TotalEnergies, ivModel1TotalEnergiesSamples);
-        temporary.fold(ivModel1TotalEnergiesOld, ivModel1TotalEnergiesSamplesOld, subtractFrom);
-        double largest = 0.0;
-        for (size_t i = 0; i < temporary.size(); ++i) {
-            const double size = std::fabs(temporary.value(i));
-            if (size > largest) largest = size;
-        }
-        ivDiffVal = largest;
-        temporary.clear();
+        if (strictlyAscending(ivModel1TotalEnergiesSamplesOld) && strictlyAscending(ivModel1FreshEnergiesSamples) &&
+            strictlyAscending(ivModel1FreshEnergiesSamplesOld))
+            ivDiffVal = closeDiffusionByArrays(env);
+        else
+            ivDiffVal = closeDiffusionByMaps(env);
         std::ostringstream line;
         line << "Diffusion Model 1, Iteration " << ivModel1NumIterations << " diffVal = " << ivDiffVal << "\n";
         reportLog(1, line.str());
