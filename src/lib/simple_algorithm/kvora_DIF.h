@@ -213,11 +213,14 @@ template <class V>
 class KVORADIFNodeTable {
 public:
     // Asks for the memory of a key's sum ahead of its use; changes nothing.
-    void prefetch(uint64_t key) const
+    // Inlined where it is called: a call of its own would be taken for one
+    // without effect and dropped. A read prefetch: a write one needs an
+    // instruction beyond the baseline, and is dropped without it.
+    [[gnu::always_inline]] void prefetch(uint64_t key) const
     {
         if (key < ivDense.size()) {
-            __builtin_prefetch(&ivDense[key], 1);
-            __builtin_prefetch(&ivHeld[key >> 6], 1);
+            __builtin_prefetch(&ivDense[key]);
+            __builtin_prefetch(&ivHeld[key >> 6]);
         }
     }
     V &operator[](uint64_t key)

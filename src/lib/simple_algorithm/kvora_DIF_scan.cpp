@@ -250,7 +250,7 @@ void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORA
     const int32_t weightColumn = layout.dataColumns[1];
     const int32_t lineColumn = layout.lineColumn;
     auto calleeOf = [&](const double *row) { return KVORARowLayout::value(row, calleeColumn); };
-    const int32_t ahead = 16;
+    const int32_t ahead = 32;
     for (int32_t i = 0; i < count && i < ahead; ++i)
         callees.prefetch(static_cast<uint64_t>(truncate64(calleeOf(rows[i]))));
     for (int32_t i = 0; i < count; ++i) {
