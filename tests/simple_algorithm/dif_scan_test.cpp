@@ -174,62 +174,66 @@ TEST(DIFRowBatches, SumAsRecordsOneByOne) {
     std::vector<const double *> rows;
     for (size_t r = 0; r < rowCount; ++r) rows.push_back(&cells[4 * r]);
     const int32_t dataColumns[] = {3, 0};
-    const KVORARowLayout layout{dataColumns, 2, 2};
+    // The line column as loaded, and absent (every row then of line 0).
+    for (const int32_t lineColumn : {2, -1}) {
+        SCOPED_TRACE(lineColumn);
+        const KVORARowLayout layout{dataColumns, 2, lineColumn};
 
-    KVORADIFData one, batched;
-    for (KVORADIFData *d : {&one, &batched}) {
-        d->ivEpsilon = 1e-300;
-        d->ivMaxNumIterations = 1 << 30;
-        for (uint64_t seed : {3u, 17u, 500u}) {
-            d->ivModel1FreshEnergies.copyAppend(1.0, env);
-            d->ivModel1FreshEnergiesSamples.copyAppend(seed, env);
+        KVORADIFData one, batched;
+        for (KVORADIFData *d : {&one, &batched}) {
+            d->ivEpsilon = -1.0;  // no change ends these passes
+            d->ivMaxNumIterations = 1 << 30;
+            for (uint64_t seed : {0u, 3u, 17u, 500u}) {
+                d->ivModel1FreshEnergies.copyAppend(1.0, env);
+                d->ivModel1FreshEnergiesSamples.copyAppend(seed, env);
+            }
         }
-    }
-    KVORAXaRay<double, 1> dataVec, targetVec;
-    dataVec.setSize(2, env);
-    auto sameBits = [](const auto &a, const auto &b) {
-        if (a.getSize() != b.getSize()) return false;
-        for (int32_t i = 1; i <= a.getSize(); ++i)
-            if (std::memcmp(&a[i], &b[i], sizeof(a[i])) != 0) return false;
-        return true;
-    };
-    // Two degree passes and three diffusion passes.
-    for (int pass = 0; pass < 5; ++pass) {
-        one.initIteration(env);
-        batched.initIteration(env);
-        for (const double *row : rows) {
-            dataVec[1] = KVORARowLayout::value(row, 3);
-            dataVec[2] = KVORARowLayout::value(row, 0);
-            one.update(dataVec, targetVec, KVORARowLayout::lineNumber(row[2]), env);
+        KVORAXaRay<double, 1> dataVec, targetVec;
+        dataVec.setSize(2, env);
+        auto sameBits = [](const auto &a, const auto &b) {
+            if (a.getSize() != b.getSize()) return false;
+            for (int32_t i = 1; i <= a.getSize(); ++i)
+                if (std::memcmp(&a[i], &b[i], sizeof(a[i])) != 0) return false;
+            return true;
+        };
+        // Two degree passes and three diffusion passes.
+        for (int pass = 0; pass < 5; ++pass) {
+            one.initIteration(env);
+            batched.initIteration(env);
+            for (const double *row : rows) {
+                dataVec[1] = KVORARowLayout::value(row, 3);
+                dataVec[2] = KVORARowLayout::value(row, 0);
+                one.update(dataVec, targetVec, KVORARowLayout::lineNumber(KVORARowLayout::value(row, lineColumn)), env);
+            }
+            for (size_t at = 0; at < rowCount;) {
+                const int32_t count = static_cast<int32_t>(std::min<size_t>(1 + random() % 700, rowCount - at));
+                ASSERT_EQ(batched.updateRows(rows.data() + at, count, layout, env), 1);
+                at += static_cast<size_t>(count);
+            }
+            EXPECT_EQ(batched.ivRowsCounter, one.ivRowsCounter);
+            EXPECT_EQ(batched.ivMatState, 0);
+            one.finishIteration(env);
+            batched.finishIteration(env);
+            EXPECT_TRUE(sameBits(batched.ivRowSum, one.ivRowSum)) << pass;
+            EXPECT_TRUE(sameBits(batched.ivInDegree, one.ivInDegree) && sameBits(batched.ivOutDegree, one.ivOutDegree))
+                << pass;
+            EXPECT_TRUE(sameBits(batched.ivWeightedInDegree, one.ivWeightedInDegree) &&
+                        sameBits(batched.ivWeightedOutDegree, one.ivWeightedOutDegree))
+                << pass;
+            EXPECT_TRUE(sameBits(batched.ivModel1FreshEnergies, one.ivModel1FreshEnergies)) << pass;
+            EXPECT_TRUE(sameBits(batched.ivModel1FreshEnergiesSamples, one.ivModel1FreshEnergiesSamples)) << pass;
+            one.endDataScan(env);
+            batched.endDataScan(env);
         }
-        for (size_t at = 0; at < rowCount;) {
-            const int32_t count = static_cast<int32_t>(std::min<size_t>(1 + random() % 700, rowCount - at));
-            ASSERT_EQ(batched.updateRows(rows.data() + at, count, layout, env), 1);
-            at += static_cast<size_t>(count);
-        }
-        EXPECT_EQ(batched.ivRowsCounter, one.ivRowsCounter);
-        EXPECT_EQ(batched.ivMatState, 0);
-        one.finishIteration(env);
-        batched.finishIteration(env);
-        EXPECT_TRUE(sameBits(batched.ivRowSum, one.ivRowSum)) << pass;
-        EXPECT_TRUE(sameBits(batched.ivInDegree, one.ivInDegree) && sameBits(batched.ivOutDegree, one.ivOutDegree))
-            << pass;
-        EXPECT_TRUE(sameBits(batched.ivWeightedInDegree, one.ivWeightedInDegree) &&
-                    sameBits(batched.ivWeightedOutDegree, one.ivWeightedOutDegree))
-            << pass;
-        EXPECT_TRUE(sameBits(batched.ivModel1FreshEnergies, one.ivModel1FreshEnergies)) << pass;
-        EXPECT_TRUE(sameBits(batched.ivModel1FreshEnergiesSamples, one.ivModel1FreshEnergiesSamples)) << pass;
-        one.endDataScan(env);
-        batched.endDataScan(env);
-    }
-    EXPECT_GT(one.ivModel1FreshEnergies.getSize(), 100);
+        EXPECT_GT(one.ivModel1FreshEnergies.getSize(), 100);
 
-    // A record trace takes records one by one only.
-    batched.ivVerbosityLvl = 31;
-    EXPECT_EQ(batched.updateRows(rows.data(), 1, layout, env), 0);
-    one.releasePrimitive(env);
-    batched.releasePrimitive(env);
-    dataVec.reset(env);
+        // A record trace takes records one by one only.
+        batched.ivVerbosityLvl = 31;
+        EXPECT_EQ(batched.updateRows(rows.data(), 1, layout, env), 0);
+        one.releasePrimitive(env);
+        batched.releasePrimitive(env);
+        dataVec.reset(env);
+    }
 }
 
 }  // namespace

@@ -223,6 +223,16 @@ public:
             __builtin_prefetch(&ivHeld[key >> 6]);
         }
     }
+    // The same for the key that a callee value truncates to, where that key
+    // stands in the array; a missing or negative value asks for nothing.
+    [[gnu::always_inline]] void prefetchValue(double value) const
+    {
+        if (value >= 0.0 && value < static_cast<double>(ivDense.size())) {
+            const size_t key = static_cast<size_t>(value);
+            __builtin_prefetch(&ivDense[key]);
+            __builtin_prefetch(&ivHeld[key >> 6]);
+        }
+    }
     V &operator[](uint64_t key)
     {
         if (key < ivDense.size()) {
@@ -568,6 +578,8 @@ private:
     template <int State>
     void addRecord(double callee, double weight, uint64_t lineNumber);
     template <int State, class Table>
+    void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, const Table &callees);
+    template <int State, bool AllColumns, class Table>
     void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, const Table &callees);
 };
 

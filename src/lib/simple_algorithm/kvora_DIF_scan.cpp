@@ -242,23 +242,55 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
 
 // The records of a batch with the callee sum of each asked for some records
 // ahead of its use, as prefetchRecord does for records one by one.
-template <int State, class Table>
+namespace {
+
+// A row's value by its column: the layout's reading, or, where every column
+// exists (the usual layout), the same without the test for an absent one.
+template <bool AllColumns>
+inline double columnValue(const double *row, int32_t column)
+{
+    if (AllColumns) {
+        const double value = row[column];
+        return value == KVORARowLayout::cvMissingValue ? 0.0 : value;
+    }
+    return KVORARowLayout::value(row, column);
+}
+
+}  // namespace
+
+template <int State, bool AllColumns, class Table>
 void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
                            const Table &callees)
 {
     const int32_t calleeColumn = layout.dataColumns[0];
     const int32_t weightColumn = layout.dataColumns[1];
     const int32_t lineColumn = layout.lineColumn;
-    auto calleeOf = [&](const double *row) { return KVORARowLayout::value(row, calleeColumn); };
-    const int32_t ahead = 32;
-    for (int32_t i = 0; i < count && i < ahead; ++i)
-        callees.prefetch(static_cast<uint64_t>(truncate64(calleeOf(rows[i]))));
+    const int32_t ahead = calleeColumn >= 0 ? 32 : 0;
+    for (int32_t i = 0; i < count && i < ahead; ++i) callees.prefetchValue(rows[i][calleeColumn]);
+    // The rows of a line come together: its number is worked out once.
+    double lastLine = __builtin_nan("");
+    uint64_t lineNumber = 0;
     for (int32_t i = 0; i < count; ++i) {
-        if (i + ahead < count) callees.prefetch(static_cast<uint64_t>(truncate64(calleeOf(rows[i + ahead]))));
+        if (i + ahead < count) callees.prefetchValue(rows[i + ahead][calleeColumn]);
         const double *row = rows[i];
-        addRecord<State>(calleeOf(row), KVORARowLayout::value(row, weightColumn),
-                         KVORARowLayout::lineNumber(KVORARowLayout::value(row, lineColumn)));
+        const double line = columnValue<AllColumns>(row, lineColumn);
+        if (!(line == lastLine)) {
+            lineNumber = KVORARowLayout::lineNumber(line);
+            lastLine = line;
+        }
+        addRecord<State>(columnValue<AllColumns>(row, calleeColumn), columnValue<AllColumns>(row, weightColumn),
+                         lineNumber);
     }
+}
+
+template <int State, class Table>
+void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
+                           const Table &callees)
+{
+    if (layout.dataColumns[0] >= 0 && layout.dataColumns[1] >= 0 && layout.lineColumn >= 0)
+        addRows<State, true>(rows, count, layout, callees);
+    else
+        addRows<State, false>(rows, count, layout, callees);
 }
 
 int32_t KVORADIFData::updateRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
