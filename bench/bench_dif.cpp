@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <random>
 #include <vector>
@@ -75,7 +76,21 @@ void pass(KVORADIFData &data, const std::vector<Record> &records, KVORAXaRay<dou
     data.finishIteration(env);
 }
 
-// One diffusion pass over the records, after the two degree passes.
+// The same records as dataset rows (line, callee, weight) in batches of
+// 512, as the record loop hands them over.
+void passOverRows(KVORADIFData &data, const std::vector<const double *> &rows, KVORA_ENV env) {
+    static const int32_t dataColumns[] = {1, 2};
+    const KVORARowLayout layout{dataColumns, 2, 0};
+    data.initIteration(env);
+    for (size_t at = 0; at < rows.size(); at += 512) {
+        const int32_t count = static_cast<int32_t>(std::min<size_t>(512, rows.size() - at));
+        data.updateRows(rows.data() + at, count, layout, env);
+    }
+    data.finishIteration(env);
+}
+
+// One diffusion pass over the records, after the two degree passes; with
+// a range of 1, over the rows in batches.
 void BM_DiffusionPass(benchmark::State &state) {
     KVORAEnv *env = nullptr;
     const uint64_t nodes = static_cast<uint64_t>(state.range(0));
@@ -89,20 +104,36 @@ void BM_DiffusionPass(benchmark::State &state) {
         data.ivModel1FreshEnergies.copyAppend(1.0, env);
         data.ivModel1FreshEnergiesSamples.copyAppend(seed, env);
     }
+    std::vector<double> cells;
+    cells.reserve(3 * records.size());
+    for (const Record &r : records) cells.insert(cells.end(), {static_cast<double>(r.caller), r.callee, r.weight});
+    std::vector<const double *> rows;
+    for (size_t i = 0; i < records.size(); ++i) rows.push_back(&cells[3 * i]);
+    const bool batched = state.range(1) != 0;
     {
         QuietOutput quiet;
         for (int degreePass = 0; degreePass < 2; ++degreePass) {
             pass(data, records, dataVec, targetVec, env);
             data.endDataScan(env);
         }
-        for (auto _ : state) pass(data, records, dataVec, targetVec, env);
+        for (auto _ : state) {
+            if (batched)
+                passOverRows(data, rows, env);
+            else
+                pass(data, records, dataVec, targetVec, env);
+        }
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(records.size()));
     state.SetLabel("nodes " + std::to_string(nodes) + ", records " + std::to_string(records.size()));
     data.releasePrimitive(env);
     dataVec.reset(env);
 }
-BENCHMARK(BM_DiffusionPass)->Arg(200000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DiffusionPass)
+    ->Args({200000, 0})
+    ->Args({1000000, 0})
+    ->Args({200000, 1})
+    ->Args({1000000, 1})
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
