@@ -240,8 +240,6 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
     }
 }
 
-// The records of a batch with the callee sum of each asked for some records
-// ahead of its use, as prefetchRecord does for records one by one.
 namespace {
 
 // A row's value by its column: the layout's reading, or, where every column
@@ -258,6 +256,8 @@ inline double columnValue(const double *row, int32_t column)
 
 }  // namespace
 
+// The records of a batch with the callee sum of each asked for some records
+// ahead of its use, as prefetchRecord does for records one by one.
 template <int State, bool AllColumns, class Table>
 void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
                            const Table &callees)
