@@ -88,6 +88,25 @@ struct Opened {
     }
 };
 
+// Column `column` of each row, in the order the rows come: one by one
+// (capacity 0) or in batches of up to `capacity`; every batch must hold at
+// least one row, at most `capacity`, and end with the row in hand.
+std::vector<double> columnOfPass(Opened &o, int32_t type, int32_t capacity, int32_t column = 1) {
+    o.ds->beginScan(type);
+    std::vector<double> out;
+    if (capacity == 0) {
+        while (o.ds->nextRow() >= 0) out.push_back(o.ds->rowValues()[column]);
+        return out;
+    }
+    std::vector<const double *> rows(static_cast<size_t>(capacity));
+    for (int32_t n; (n = o.ds->nextRows(rows.data(), capacity)) > 0;) {
+        EXPECT_LE(n, capacity);
+        for (int32_t i = 0; i < n; ++i) out.push_back(rows[i][column]);
+        EXPECT_EQ(o.ds->rowValues(), rows[n - 1]);
+    }
+    return out;
+}
+
 class DatasetTest : public ::testing::Test {
 protected:
     void SetUp() override { dir = qrvtest::makeTempDir("dataset"); }
@@ -207,6 +226,9 @@ TEST_F(DatasetTest, PiecesFormOneDataset) {
         std::vector<int64_t> rows;
         for (int64_t row; (row = o.next()) >= 0; rows.push_back(row)) EXPECT_EQ(o.num("v"), static_cast<double>(row));
         EXPECT_EQ(rows, own[r]);
+        // In batches, which end where a piece does.
+        const std::vector<double> values(own[r].begin(), own[r].end());
+        EXPECT_EQ(columnOfPass(o, 0, 512, 0), values);
     }
 }
 
@@ -304,29 +326,6 @@ TEST_F(DatasetTest, TheSplitByLineAcrossWindows) {
     }
 }
 
-namespace {
-
-// The `index` column of each row, in the order the rows come: one by one
-// (capacity 0) or in batches of up to `capacity`; every batch must hold at
-// least one row, at most `capacity`, and end with the row in hand.
-std::vector<double> indexesOfPass(Opened &o, int32_t type, int32_t capacity) {
-    o.ds->beginScan(type);
-    std::vector<double> out;
-    if (capacity == 0) {
-        while (o.ds->nextRow() >= 0) out.push_back(o.ds->rowValues()[1]);
-        return out;
-    }
-    std::vector<const double *> rows(static_cast<size_t>(capacity));
-    for (int32_t n; (n = o.ds->nextRows(rows.data(), capacity)) > 0;) {
-        EXPECT_LE(n, capacity);
-        for (int32_t i = 0; i < n; ++i) out.push_back(rows[i][1]);
-        EXPECT_EQ(o.ds->rowValues(), rows[n - 1]);
-    }
-    return out;
-}
-
-}  // namespace
-
 TEST_F(DatasetTest, BatchesHoldTheRowsThatComeOneByOne) {
     // Lines of 1 to 40 rows, some negative and some fractional, over more
     // than three windows.
@@ -346,11 +345,11 @@ TEST_F(DatasetTest, BatchesHoldTheRowsThatComeOneByOne) {
         for (int32_t rank = 0; rank < workers; ++rank) {
             Opened o(path, rank, workers);
             for (int32_t type : {0, 1, 2, 5, 6}) {
-                const std::vector<double> oneByOne = indexesOfPass(o, type, 0);
+                const std::vector<double> oneByOne = columnOfPass(o, type, 0);
                 // Alone, a worker's block is all rows: the others' are none.
                 ASSERT_EQ(oneByOne.empty(), type == 1 && workers == 1);
                 for (int32_t capacity : {1, 7, 512})
-                    EXPECT_EQ(indexesOfPass(o, type, capacity), oneByOne)
+                    EXPECT_EQ(columnOfPass(o, type, capacity), oneByOne)
                         << "type " << type << ", rank " << rank << " of " << workers << ", batches of " << capacity;
             }
         }
