@@ -131,6 +131,65 @@ TEST(DIFNodeTable, SumsSurviveEveryChangeOfFormAndLeaveInKeyOrder) {
     }
 }
 
+// A merge of two processes' sums in one walk must make the map that
+// assigning the first and folding in the second makes, bit for bit: keys in
+// one or both, -0.0 and NaN, wrapping integers, an empty side. Arrays out of
+// order or with repeats are refused and leave the map alone.
+TEST(DIFNodeMap, AMergeInOneWalkIsAssignThenFold) {
+    KVORAEnv *env = nullptr;
+    std::mt19937_64 random(11);
+    const double specials[] = {-0.0, 0.0, 0.0 / 0.0, 1.0 / 0.0, -1e308};
+    auto addReal = [](double &sum, const double &value) { sum = sum + value; };
+    auto addInt = [](int32_t &sum, const int32_t &value) {
+        sum = static_cast<int32_t>(static_cast<uint32_t>(sum) + static_cast<uint32_t>(value));
+    };
+    for (int round = 0; round < 30; ++round) {
+        KVORAXaRay<double, 1> a, b;
+        KVORAXaRay<int32_t, 1> ai, bi;
+        KVORAXaRay<uint64_t, 1> ak, bk;
+        for (uint64_t key = 1; key < 300; ++key) {
+            if (round != 1 && random() % 3 == 0) {
+                a.copyAppend(random() % 9 == 0 ? specials[random() % 5] : static_cast<double>(random() % 100) / 7.0, env);
+                ai.copyAppend(static_cast<int32_t>(random()), env);
+                ak.copyAppend(key, env);
+            }
+            if (round != 2 && random() % 2 == 0) {
+                b.copyAppend(random() % 9 == 0 ? specials[random() % 5] : -static_cast<double>(random() % 100) / 3.0, env);
+                bi.copyAppend(static_cast<int32_t>(random()), env);
+                bk.copyAppend(key, env);
+            }
+        }
+        KVORADIFData::RealMap walked, folded;
+        ASSERT_TRUE(walked.mergeAscending(a, ak, b, bk, addReal));
+        folded.assign(a, ak);
+        folded.fold(b, bk, addReal);
+        ASSERT_EQ(walked.size(), folded.size());
+        for (size_t i = 0; i < walked.size(); ++i) {
+            EXPECT_EQ(walked.key(i), folded.key(i));
+            EXPECT_EQ(std::memcmp(&walked.value(i), &folded.value(i), sizeof(double)), 0) << walked.key(i);
+        }
+        KVORADIFData::IntMap walkedInt, foldedInt;
+        ASSERT_TRUE(walkedInt.mergeAscending(ai, ak, bi, bk, addInt));
+        foldedInt.assign(ai, ak);
+        foldedInt.fold(bi, bk, addInt);
+        EXPECT_EQ(walkedInt, foldedInt);
+
+        // Out of order, or a repeat: refused, the map as it was.
+        if (bk.getSize() >= 2) {
+            std::swap(bk[1], bk[2]);
+            EXPECT_FALSE(walked.mergeAscending(a, ak, b, bk, addReal));
+            bk[1] = bk[2];
+            EXPECT_FALSE(walked.mergeAscending(a, ak, b, bk, addReal));
+            EXPECT_EQ(walked.size(), folded.size());
+        }
+        for (auto *array : {&a, &b}) array->reset(env);
+        ai.reset(env);
+        bi.reset(env);
+        ak.reset(env);
+        bk.reset(env);
+    }
+}
+
 // The three broken-row failures and their texts are checked end to end.
 TEST_F(DIFScanTest, ANegativeHeaderCountIsAHugeBoundAndAShortRowPasses) {
     data.initIteration(env);

@@ -154,6 +154,42 @@ public:
         fold(static_cast<size_t>(n), [&](size_t j) { return samples[static_cast<int32_t>(j) + 1]; },
              [&](size_t j) { return values[static_cast<int32_t>(j) + 1]; }, op);
     }
+    // The map that clear, assign(values, samples) and fold(otherValues,
+    // otherSamples, op) would make, in one walk, where both pairs of arrays
+    // are in ascending key order without repeats; else false, and the map
+    // is left as it was.
+    template <class Op>
+    bool mergeAscending(const KVORAXaRay<V, 1> &values, const KVORAXaRay<uint64_t, 1> &samples,
+                        const KVORAXaRay<V, 1> &otherValues, const KVORAXaRay<uint64_t, 1> &otherSamples, Op op)
+    {
+        const int32_t n = std::min(values.getSize(), samples.getSize());
+        const int32_t m = std::min(otherValues.getSize(), otherSamples.getSize());
+        for (int32_t i = 2; i <= n; ++i)
+            if (!(samples[i - 1] < samples[i])) return false;
+        for (int32_t j = 2; j <= m; ++j)
+            if (!(otherSamples[j - 1] < otherSamples[j])) return false;
+        std::vector<uint64_t> keys;
+        std::vector<V> sums;
+        keys.reserve(static_cast<size_t>(n) + static_cast<size_t>(m));
+        sums.reserve(keys.capacity());
+        int32_t i = 1, j = 1;
+        while (i <= n || j <= m) {
+            if (j > m || (i <= n && samples[i] < otherSamples[j])) {
+                keys.push_back(samples[i]);
+                sums.push_back(values[i++]);
+                continue;
+            }
+            const uint64_t key = otherSamples[j];
+            V sum = V();
+            if (i <= n && samples[i] == key) sum = values[i++];
+            op(sum, otherValues[j++]);
+            keys.push_back(key);
+            sums.push_back(sum);
+        }
+        ivKeys.swap(keys);
+        ivValues.swap(sums);
+        return true;
+    }
     // map[key] = value for every pair of the arrays: the last of a node wins.
     void assign(const KVORAXaRay<V, 1> &values, const KVORAXaRay<uint64_t, 1> &samples)
     {

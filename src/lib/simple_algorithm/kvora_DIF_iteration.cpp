@@ -31,9 +31,13 @@ template <class V>
 void mergeSum(KVORADIFNodeMap<V> &map, KVORAXaRay<V, 1> &values, KVORAXaRay<uint64_t, 1> &samples,
               const KVORAXaRay<V, 1> &otherValues, const KVORAXaRay<uint64_t, 1> &otherSamples, KVORA_ENV env)
 {
-    map.clear();
-    map.assign(values, samples);
-    map.fold(otherValues, otherSamples, [](V &sum, const V &value) { addInto(sum, value); });
+    auto add = [](V &sum, const V &value) { addInto(sum, value); };
+    // Arrays as passes leave them, ascending without repeats, in one walk.
+    if (!map.mergeAscending(values, samples, otherValues, otherSamples, add)) {
+        map.clear();
+        map.assign(values, samples);
+        map.fold(otherValues, otherSamples, add);
+    }
     map.toArrays(values, samples, env);
 }
 
