@@ -164,10 +164,7 @@ public:
     {
         const int32_t n = std::min(values.getSize(), samples.getSize());
         const int32_t m = std::min(otherValues.getSize(), otherSamples.getSize());
-        for (int32_t i = 2; i <= n; ++i)
-            if (!(samples[i - 1] < samples[i])) return false;
-        for (int32_t j = 2; j <= m; ++j)
-            if (!(otherSamples[j - 1] < otherSamples[j])) return false;
+        if (!ascendingWithoutRepeats(samples, n) || !ascendingWithoutRepeats(otherSamples, m)) return false;
         std::vector<uint64_t> keys;
         std::vector<V> sums;
         keys.reserve(static_cast<size_t>(n) + static_cast<size_t>(m));
@@ -188,6 +185,13 @@ public:
         }
         ivKeys.swap(keys);
         ivValues.swap(sums);
+        return true;
+    }
+    // Whether the first `count` node numbers (from 1) rise without repeats.
+    static bool ascendingWithoutRepeats(const KVORAXaRay<uint64_t, 1> &samples, int32_t count)
+    {
+        for (int32_t i = 2; i <= count; ++i)
+            if (!(samples[i - 1] < samples[i])) return false;
         return true;
     }
     // map[key] = value for every pair of the arrays: the last of a node wins.

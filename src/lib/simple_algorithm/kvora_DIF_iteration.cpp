@@ -204,9 +204,7 @@ void KVORADIFData::merge(KVORASimpleAlgorithmAbstractData *otherData, KVORA_ENV 
 
 bool KVORADIFData::strictlyAscending(const KVORAXaRay<uint64_t, 1> &samples)
 {
-    for (int32_t i = 2; i <= samples.getSize(); ++i)
-        if (!(samples[i - 1] < samples[i])) return false;
-    return true;
+    return RealMap::ascendingWithoutRepeats(samples, samples.getSize());
 }
 
 double KVORADIFData::closeDiffusionByMaps(KVORA_ENV env)
