@@ -258,20 +258,13 @@ public:
     // instruction beyond the baseline, and is dropped without it.
     [[gnu::always_inline]] void prefetch(uint64_t key) const
     {
-        if (key < ivDense.size()) {
-            __builtin_prefetch(&ivDense[key]);
-            __builtin_prefetch(&ivHeld[key >> 6]);
-        }
+        if (key < ivDense.size()) prefetchSlot(static_cast<size_t>(key));
     }
     // The same for the key that a callee value truncates to, where that key
     // stands in the array; a missing or negative value asks for nothing.
     [[gnu::always_inline]] void prefetchValue(double value) const
     {
-        if (value >= 0.0 && value < static_cast<double>(ivDense.size())) {
-            const size_t key = static_cast<size_t>(value);
-            __builtin_prefetch(&ivDense[key]);
-            __builtin_prefetch(&ivHeld[key >> 6]);
-        }
+        if (value >= 0.0 && value < static_cast<double>(ivDense.size())) prefetchSlot(static_cast<size_t>(value));
     }
     V &operator[](uint64_t key)
     {
@@ -341,6 +334,12 @@ public:
     }
 
 private:
+    // A key of the array form: its sum and its word of held bits.
+    [[gnu::always_inline]] void prefetchSlot(size_t key) const
+    {
+        __builtin_prefetch(&ivDense[key]);
+        __builtin_prefetch(&ivHeld[key >> 6]);
+    }
     static const uint64_t kFree = ~0ull;
     struct Slot {
         uint64_t key;
