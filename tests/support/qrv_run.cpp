@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <ftw.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -23,6 +24,31 @@ std::string qrvloadPath() { return QRV_QRVLOAD; }
 std::string mpiexecPath() { return QRV_MPIEXEC; }
 std::string sourceDir() { return QRV_SOURCE_DIR; }
 
+namespace {
+
+int removeEntry(const char *path, const struct stat *, int, struct FTW *) { return ::remove(path); }
+
+// The folders a test process made, removed with all they hold when it ends:
+// a suite run many times must not fill the temporary folder. A child forked
+// by a death test ends with exit too, and must leave its parent's folders be.
+// QRV_KEEP_TEMP keeps them for a look after a failure.
+struct TempDirs {
+    pid_t owner = ::getpid();
+    std::vector<std::string> paths;
+    ~TempDirs() {
+        const char *keep = getenv("QRV_KEEP_TEMP");
+        if (::getpid() != owner || (keep != nullptr && *keep != '\0')) return;
+        for (const std::string &path : paths) ::nftw(path.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
+    }
+};
+
+TempDirs &tempDirs() {
+    static TempDirs dirs;
+    return dirs;
+}
+
+}  // namespace
+
 std::string makeTempDir(const std::string &tag) {
     const char *base = getenv("TMPDIR");
     std::string templ = std::string(base && *base ? base : "/tmp") + "/" + tag + "_XXXXXX";
@@ -32,6 +58,7 @@ std::string makeTempDir(const std::string &tag) {
         perror("mkdtemp");
         abort();
     }
+    tempDirs().paths.push_back(buf.data());
     return buf.data();
 }
 
