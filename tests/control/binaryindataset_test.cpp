@@ -7,9 +7,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -328,14 +330,17 @@ TEST_F(DatasetTest, TheSplitByLineAcrossWindows) {
 
 TEST_F(DatasetTest, BatchesHoldTheRowsThatComeOneByOne) {
     // Lines of 1 to 40 rows, some negative and some fractional, over more
-    // than three windows.
+    // than three windows; some lines hold NaN, an infinity or zeros of both
+    // signs, which compare unlike their integer values.
     std::vector<double> values;
     uint64_t state = 777;
     for (int64_t line = 1, row = 0; row < 30000; ++line) {
         state = state * 6364136223846793005ull + 1442695040888963407ull;
         const int rows = 1 + static_cast<int>((state >> 33) % 40);
         for (int r = 0; r < rows; ++r, ++row) {
-            const double value = static_cast<double>(line) + (r % 3 == 0 ? 0.0 : 0.5);
+            double value = static_cast<double>(line) + (r % 3 == 0 ? 0.0 : 0.5);
+            if (line % 11 == 0) value = r % 2 == 0 ? std::nan("") : -std::numeric_limits<double>::infinity();
+            if (line % 13 == 0) value = r % 2 == 0 ? 0.0 : -0.0;
             values.push_back(line % 7 == 0 ? -value : value);
             values.push_back(static_cast<double>(row));
         }

@@ -479,17 +479,36 @@ int32_t KVORABinaryInputDataset::nextRows(const double **rows, int32_t capacity)
     const int64_t printed = (ivCurrentRow / 5000000 + 1) * 5000000;
     const int64_t last = std::min(std::min(ivLastRow, printed - 1), ivPageReader->lastRecordInWindow(ivColumnCount));
     const double *row = reinterpret_cast<const double *>(bytes);
-    for (; ivCurrentRow <= last && count < capacity; ++ivCurrentRow, row += ivColumnCount) {
-        if (byLine) {
-            const double lineValue = row[ivLineNumberIndex];
-            if (lineValue != ivOwnedLineValue) {
-                if (!ownsLine(truncToInt64(lineValue))) continue;
-                ivOwnedLineValue = lineValue;
+    const int32_t columns = ivColumnCount;
+    int64_t current = ivCurrentRow;
+    if (!byLine) {
+        const int64_t end = std::min(last + 1, current + (capacity - count));
+        for (; current < end; ++current, row += columns) rows[count++] = row;
+    } else {
+        const int32_t line = ivLineNumberIndex;
+        double owned = ivOwnedLineValue;
+        while (current <= last && count < capacity) {
+            const double lineValue = row[line];
+            if (lineValue != owned) {
+                if (!ownsLine(truncToInt64(lineValue))) {
+                    // Another worker's line: the rows after it that hold the
+                    // same value are its too, and pass without a test each.
+                    do {
+                        ++current;
+                        row += columns;
+                    } while (current <= last && row[line] == lineValue);
+                    continue;
+                }
+                owned = lineValue;
             }
+            rows[count++] = row;
+            ++current;
+            row += columns;
         }
-        rows[count++] = row;
-        ivRow = row;
+        ivOwnedLineValue = owned;
     }
+    ivCurrentRow = current;
+    ivRow = rows[count - 1];
 #endif
     return count;
 }
