@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <limits>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "control/kvora_multifileoutput.h"
 #include "qrv_run.h"
@@ -14,7 +18,7 @@
 namespace {
 
 std::string fmt(double value, int32_t last) {
-    char buf[400];
+    char buf[KVORAMultifileOutput::kNumberRoom];
     const int32_t n = KVORAMultifileOutput::formatNumber(buf, value, last);
     return std::string(buf, static_cast<size_t>(n));
 }
@@ -31,6 +35,53 @@ TEST(MultifileOutput, NumberPatterns) {
     EXPECT_EQ(fmt(12345678901234567.0, 1), "12345678901234568\n");  // wider than 15: not cut
     EXPECT_EQ(fmt(std::numeric_limits<double>::infinity(), 1), "            inf\n");
     EXPECT_EQ(fmt(std::nan(""), 0), "            nan,\t");
+}
+
+// The number text is written without printf, and must still be printf's
+// text of the value as a long double, byte for byte, for every kind of
+// double: halfway cases at the sixth decimal (multiples of 1/128), values
+// next to them, whole numbers up to and past 2^63, huge and subnormal
+// values, signed zeros and NaN with either sign.
+TEST(MultifileOutput, NumberTextIsPrintfsText) {
+    auto printfText = [](double value, int32_t last) {
+        char buf[512];
+        const bool whole = (value - std::floor(value)) == 0.0;
+        const char *pattern = whole ? (last ? "%15.0Lf\n" : "%15.0Lf,\t") : (last ? "%15.6Lf\n" : "%15.6Lf,\t");
+        const int n = std::snprintf(buf, sizeof buf, pattern, static_cast<long double>(value));
+        return std::string(buf, static_cast<size_t>(n));
+    };
+    std::vector<double> values = {0.0, -0.0, 1e-300, -1e-300, 4.9e-324, -4.9e-324, 0.0000005, 0.0000015,
+                                  -0.0000025, 999999.9999995, 1e15, -1e15, 99999999999999.0, 1e308, -1.7e308,
+                                  9007199254740993.0, 9223372036854775808.0, -9223372036854775808.0, 1e19,
+                                  std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                                  std::nan(""), -std::nan("")};
+    uint64_t state = 20261125;
+    auto next = [&state] {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return state;
+    };
+    for (int i = 0; i < 50000; ++i) {
+        const uint64_t r = next();
+        const double sign = (r & 1) ? -1.0 : 1.0;
+        // Any bit pattern at all.
+        uint64_t bits = next();
+        double any;
+        std::memcpy(&any, &bits, sizeof any);
+        values.push_back(any);
+        // Halfway at the sixth decimal, and the doubles on either side.
+        const double half = sign * static_cast<double>(next() % (1ull << 40)) / 128.0;
+        values.push_back(half);
+        values.push_back(std::nextafter(half, 0.0));
+        values.push_back(std::nextafter(half, 1e300));
+        // Fractions of every binary depth, at every scale of the integer part.
+        const int depth = static_cast<int>(next() % 60);
+        const double fraction = static_cast<double>(next() % (1ull << 52)) / std::ldexp(1.0, depth + 1);
+        values.push_back(sign * fraction);
+        // Whole numbers of every size.
+        values.push_back(sign * std::ldexp(static_cast<double>(next() >> 11), static_cast<int>(next() % 80) - 10));
+    }
+    for (double value : values)
+        for (int32_t last : {0, 1}) ASSERT_EQ(fmt(value, last), printfText(value, last)) << value;
 }
 
 TEST(MultifileOutput, WorkerFileNames) {

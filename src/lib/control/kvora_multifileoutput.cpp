@@ -3,6 +3,7 @@
 #include "control/kvora_multifileoutput.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -73,14 +74,23 @@ int32_t KVORAMultifileOutput::formatNumber(char *out, double value, int32_t last
     // A value equal to its floor has no decimals. The test is on the
     // difference, so NaN and the infinities take the patterns with decimals.
     const bool whole = (value - std::floor(value)) == 0.0;
-    const long double v = static_cast<long double>(value);
-    int n;
-    if (whole)
-        n = std::snprintf(out, 400, last ? "%15.0Lf\n" : "%15.0Lf,\t", v);
-    else
-        n = std::snprintf(out, 400, last ? "%15.6Lf\n" : "%15.6Lf,\t", v);
-    if (n < 0) return 0;
-    return n < 400 ? n : 399;
+    // "%15.0Lf" and "%15.6Lf" of a double: a long double holds it exactly,
+    // so the text is the double's exact value rounded half to even, which
+    // is what the fixed form of to_chars writes, without a printf per number.
+    char text[kTextRoom];
+    const int32_t length =
+        static_cast<int32_t>(std::to_chars(text, text + kTextRoom, value, std::chars_format::fixed, whole ? 0 : 6).ptr - text);
+    int32_t n = 0;
+    for (; n + length < 15; ++n) out[n] = ' ';
+    std::memcpy(out + n, text, static_cast<size_t>(length));
+    n += length;
+    if (last) {
+        out[n++] = '\n';
+    } else {
+        out[n++] = ',';
+        out[n++] = '\t';
+    }
+    return n;
 }
 
 void KVORAMultifileOutput::flushBuffer() {
@@ -118,9 +128,8 @@ int32_t KVORAMultifileOutput::close(KVORA_ENV) {
 int32_t KVORAMultifileOutput::writeRow(const KVORAXaRay<double, 1> &values, KVORA_ENV) {
     const int32_t n = values.getSize();
     for (int32_t i = 1; i <= n; ++i) {
-        if (ivUsed + 400 > static_cast<int32_t>(sizeof ivBuffer)) flushBuffer();
+        if (ivUsed + kNumberRoom > static_cast<int32_t>(sizeof ivBuffer)) flushBuffer();
         ivUsed += formatNumber(ivBuffer + ivUsed, values[i], i == n);
     }
-    flushBuffer();
     return 1;
 }

@@ -6,8 +6,9 @@
 //
 // Positional writes at a 64-bit file pointer replace the parallel file layer:
 // each worker opens its own file on its own, so the effect is the same, and
-// the object can be used (and tested) without a parallel job. A row is
-// formatted into a buffer of the object's own and written with one call.
+// the object can be used (and tested) without a parallel job. Rows are
+// formatted into a buffer of the object's own, written when it fills and at
+// close: the file holds the same text, in a call per buffer, not per number.
 #pragma once
 
 #include <cstdint>
@@ -47,8 +48,12 @@ public:
     static KV2AscString makeWorkerFileName(const KV2AscString &name, int32_t rank);
     // Appends one number by its pattern: no decimals when it equals its
     // floor, else six; ",\t" after it, or "\n" when `last`. Width 15.
-    // Answers the number of characters written into `out` (room: 400).
+    // Answers the number of characters written into `out` (room: kNumberRoom).
     static int32_t formatNumber(char *out, double value, int32_t last);
+    // The longest number text: the 309 digits of the largest double, its
+    // sign and the ",\t" after it, with room to spare.
+    static constexpr int32_t kTextRoom = 384;
+    static constexpr int32_t kNumberRoom = kTextRoom + 16;
 
 private:
     void flushBuffer();
@@ -56,5 +61,5 @@ private:
     int32_t ivFile;    // descriptor, -1 when closed
     int64_t ivOffset;  // the file pointer
     int32_t ivUsed;    // bytes waiting in ivBuffer
-    char ivBuffer[4096];
+    char ivBuffer[1 << 16];
 };
