@@ -220,10 +220,14 @@ void KVORACGAData::analyzeCluster(const Digraph &graph, const std::vector<uint64
 
     const uint32_t n = graph.nodeCount();
     int32_t place = nodes.getSize() + 1;
-    nodes.setSize(nodes.getSize() + static_cast<int32_t>(n), env);
-    ranks.setSize(ranks.getSize() + static_cast<int32_t>(n), env);
-    degrees.setSize(degrees.getSize() + static_cast<int32_t>(n), env);
-    weighted.setSize(weighted.getSize() + static_cast<int32_t>(n), env);
+    // The lists of all clusters grow cluster by cluster: geometrically, so
+    // that the entries are not copied again for every cluster.
+    if (n != 0) {
+        nodes.autoExtend(nodes.getSize() + static_cast<int32_t>(n), env);
+        ranks.autoExtend(ranks.getSize() + static_cast<int32_t>(n), env);
+        degrees.autoExtend(degrees.getSize() + static_cast<int32_t>(n), env);
+        weighted.autoExtend(weighted.getSize() + static_cast<int32_t>(n), env);
+    }
     for (size_t s = 0; s < sorted.size();) {
         const std::vector<uint32_t> &list = byValue[sorted[s]];
         for (uint32_t v : list) {
