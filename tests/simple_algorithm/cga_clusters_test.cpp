@@ -4,6 +4,8 @@
 // crosses between processes in each state.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -204,6 +206,78 @@ TEST_F(CGAStepsTest, WhatCrossesDependsOnTheState) {
     EXPECT_EQ(items(data->ivCCEdges), (std::vector<uint64_t>{3, 4, 3, 4}));
     data->merge(data, env);
     EXPECT_EQ(data->ivCCEdges.getSize(), 4);
+}
+
+// The node map's lookup index against a plain ordered map: entries come in
+// through [] (as zeros, then written through the reference), the index grows
+// with them, and copies, swaps and clears leave both the walk and every
+// lookup as the ordered map has them. Keys are spread over the whole 64-bit
+// range, 0 and the all-ones key among them.
+TEST(CGANodeMap, LookupsAndWalkAgreeWithAnOrderedMap) {
+    KVORANodeIntMap map, copy;
+    std::map<uint64_t, int32_t> reference, copied;
+    uint64_t state = 99;
+    auto next = [&state] {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return state >> 11;
+    };
+    auto key = [&next]() -> uint64_t {
+        const uint64_t r = next();
+        switch (r % 4) {
+        case 0: return r % 3000;                 // dense node numbers
+        case 1: return (r % 3000) << 40;         // far apart, same low bits
+        case 2: return r % 2 == 0 ? 0ull : ~0ull;
+        default: return r * 0x9E3779B97F4A7C15ull;  // anywhere
+        }
+    };
+    auto agree = [](const KVORANodeIntMap &m, const std::map<uint64_t, int32_t> &r, uint64_t probe) {
+        ASSERT_EQ(m.size(), r.size());
+        ASSERT_TRUE(std::equal(m.begin(), m.end(), r.begin(), r.end()));
+        const int32_t *found = m.lookup(probe);
+        const auto expected = r.find(probe);
+        ASSERT_EQ(found != nullptr, expected != r.end()) << probe;
+        if (found != nullptr) {
+            ASSERT_EQ(*found, expected->second);
+        }
+        for (const auto &entry : r) {
+            const int32_t *value = m.lookup(entry.first);
+            ASSERT_NE(value, nullptr) << entry.first;
+            ASSERT_EQ(*value, entry.second);
+        }
+    };
+    for (int round = 0; round < 6; ++round) {
+        for (int i = 0; i < 2000; ++i) {
+            const uint64_t k = key();
+            const int32_t value = static_cast<int32_t>(next() % 1000) - 500;
+            if (next() % 5 == 0) {
+                EXPECT_EQ(map[k], reference[k]);  // a read that enters a zero
+            } else {
+                map[k] = value;
+                reference[k] = value;
+            }
+            if (i % 250 == 0) agree(map, reference, key());
+        }
+        agree(map, reference, key());
+        switch (round % 3) {
+        case 0:
+            copy = map;
+            copied = reference;
+            agree(copy, copied, key());
+            break;
+        case 1:
+            map.swap(copy);
+            reference.swap(copied);
+            agree(copy, copied, key());
+            break;
+        default:
+            map.clear();
+            reference.clear();
+            EXPECT_EQ(map.lookup(0), nullptr);
+            EXPECT_EQ(map.count(~0ull), 0u);
+            break;
+        }
+        agree(map, reference, key());
+    }
 }
 
 }  // namespace

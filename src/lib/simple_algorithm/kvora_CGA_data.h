@@ -12,9 +12,11 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <ostream>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "kvo/kv2ustra.h"
@@ -27,6 +29,94 @@
 
 class KVORAXMLTag;
 class Digraph;
+
+// Node numbers to an integer (a cluster, an iteration), walked in ascending
+// node order. Passes look a node up for every neighbour of every row, so a
+// lookup goes through an open-addressed index of the entries rather than
+// down the tree. The index points at the tree's elements, which stay where
+// they are while other keys come in; every change keeps it whole.
+class KVORANodeIntMap {
+public:
+    using Tree = std::map<uint64_t, int32_t>;
+    using const_iterator = Tree::const_iterator;
+
+    KVORANodeIntMap() = default;
+    KVORANodeIntMap(std::initializer_list<Tree::value_type> entries) : ivTree(entries) { reindex(); }
+    KVORANodeIntMap(const KVORANodeIntMap &other) : ivTree(other.ivTree) { reindex(); }
+    KVORANodeIntMap &operator=(const KVORANodeIntMap &other)
+    {
+        if (this != &other) {
+            ivTree = other.ivTree;
+            reindex();
+        }
+        return *this;
+    }
+    void swap(KVORANodeIntMap &other)
+    {
+        ivTree.swap(other.ivTree);
+        ivSlots.swap(other.ivSlots);
+        std::swap(ivShift, other.ivShift);
+    }
+
+    // The value of `key`, or null when it is absent.
+    const int32_t *lookup(uint64_t key) const
+    {
+        if (ivSlots.empty()) return nullptr;
+        for (size_t at = home(key);; at = (at + 1) & (ivSlots.size() - 1)) {
+            const Slot &slot = ivSlots[at];
+            if (slot.entry == nullptr) return nullptr;
+            if (slot.key == key) return &slot.entry->second;
+        }
+    }
+    size_t count(uint64_t key) const { return lookup(key) != nullptr ? 1 : 0; }
+    // The value of `key`, entered as 0 when absent.
+    int32_t &operator[](uint64_t key)
+    {
+        const auto placed = ivTree.try_emplace(key, 0);
+        if (placed.second) {
+            if (2 * ivTree.size() > ivSlots.size()) reindex();
+            else enter(&*placed.first);
+        }
+        return placed.first->second;
+    }
+    void clear()
+    {
+        ivTree.clear();
+        std::vector<Slot>().swap(ivSlots);
+    }
+    size_t size() const { return ivTree.size(); }
+    bool empty() const { return ivTree.empty(); }
+    const_iterator begin() const { return ivTree.begin(); }
+    const_iterator end() const { return ivTree.end(); }
+    bool operator==(const KVORANodeIntMap &other) const { return ivTree == other.ivTree; }
+
+private:
+    struct Slot {
+        uint64_t key;
+        Tree::value_type *entry;  // null: a free slot
+    };
+    size_t home(uint64_t key) const { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> ivShift); }
+    void enter(Tree::value_type *entry)
+    {
+        size_t at = home(entry->first);
+        while (ivSlots[at].entry != nullptr) at = (at + 1) & (ivSlots.size() - 1);
+        ivSlots[at] = Slot{entry->first, entry};
+    }
+    // An index of the whole tree, at most half full.
+    void reindex()
+    {
+        size_t slots = 16;
+        while (slots < 2 * ivTree.size()) slots *= 2;
+        ivSlots.assign(slots, Slot{0, nullptr});
+        ivShift = 64;
+        for (size_t n = slots; n > 1; n >>= 1) --ivShift;
+        for (auto &entry : ivTree) enter(&entry);
+    }
+
+    Tree ivTree;
+    std::vector<Slot> ivSlots;
+    int ivShift = 64;
+};
 
 class KVORACGAData : public KVORASimpleAlgorithmAbstractData {
     KVORA_OBJECT_DECL(KVORACGAData)
@@ -42,7 +132,7 @@ public:
     };
     enum { FormatCompact = 0, FormatNormal = 1, FormatCSV = 2 };
 
-    typedef std::map<uint64_t, int32_t> NodeIntMap;
+    typedef KVORANodeIntMap NodeIntMap;
 
     KVORACGAData();
     ~KVORACGAData() override;

@@ -136,8 +136,8 @@ void KVORACGAData::printAnalysisResults(KVORA_ENV env)
         total += n;
         const int32_t group = ivMinIndRelevantClusters - 1 + i;
         const int32_t last = s + n - 1;
-        const auto clusterOf = ivNodeToCCMap.find(ivCCNodesByPageRank[s]);
-        const int32_t cluster = clusterOf != ivNodeToCCMap.end() ? clusterOf->second : 0;
+        const int32_t *clusterOf = ivNodeToCCMap.lookup(ivCCNodesByPageRank[s]);
+        const int32_t cluster = clusterOf != nullptr ? *clusterOf : 0;
         const double density = cluster >= 1 && cluster <= ivCCDensities.getSize() ? ivCCDensities[cluster] : 0.0;
         const double kernelDensity =
             cluster >= 1 && cluster <= ivCCKernelDensities.getSize() ? ivCCKernelDensities[cluster] : 0.0;
@@ -149,8 +149,8 @@ void KVORACGAData::printAnalysisResults(KVORA_ENV env)
             NodeRecord &a = records[ivCCNodesByPageRank[at]];
             a.rank1 = ivPageRanks[at];
             a.order1 = j;
-            const auto connected = ivNodeToIterationConnectedMap.find(ivCCNodesByPageRank[at]);
-            a.iteration = connected != ivNodeToIterationConnectedMap.end() ? connected->second : 0;
+            const int32_t *connected = ivNodeToIterationConnectedMap.lookup(ivCCNodesByPageRank[at]);
+            a.iteration = connected != nullptr ? *connected : 0;
             if (a.iteration == 0) ++core;
             a.outDegree = ivCCOutDegrees[at];
             a.weightedOut = ivOutDegreesWeightedByPageRank[at];

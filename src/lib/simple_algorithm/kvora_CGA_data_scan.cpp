@@ -66,9 +66,8 @@ void KVORACGAData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
         return;
     }
     if (ivState == CollectingClusterEdges) {
-        const auto found = ivNodeToCCMap.find(sampleNumber);
-        if (found == ivNodeToCCMap.end() || found->second < ivMinIndRelevantClusters ||
-            found->second > ivMaxIndRelevantClusters) {
+        const int32_t *found = ivNodeToCCMap.lookup(sampleNumber);
+        if (found == nullptr || *found < ivMinIndRelevantClusters || *found > ivMaxIndRelevantClusters) {
             if (ivSampleTraceOn != 0) std::cout << " skipping " << sampleNumber << " (not in relevant cluster)\n";
             return;
         }
@@ -339,12 +338,12 @@ void KVORACGAData::checkConnectingNode(uint64_t node, const KVORAXaRay<double, 1
     for (int32_t i = 1; i <= neighbours.getSize(); ++i) {
         const double v = neighbours[i];
         if (!(v > 0.0)) break;
-        const auto found = ivNodeToCCMap.find(static_cast<uint64_t>(static_cast<int64_t>(v)));
-        if (found == ivNodeToCCMap.end()) continue;
-        const int32_t count = ++ivRowCounts[rowSlot(static_cast<uint64_t>(static_cast<uint32_t>(found->second)), isNew)];
+        const int32_t *found = ivNodeToCCMap.lookup(static_cast<uint64_t>(static_cast<int64_t>(v)));
+        if (found == nullptr) continue;
+        const int32_t count = ++ivRowCounts[rowSlot(static_cast<uint64_t>(static_cast<uint32_t>(*found)), isNew)];
         if (count > bestCount) {
             bestCount = count;
-            bestCluster = found->second;
+            bestCluster = *found;
         }
     }
     if (bestCluster >= 0) {
@@ -378,9 +377,9 @@ int32_t KVORACGAData::connectIsolatedNodes(KVORA_ENV env)
 
 void KVORACGAData::addEdges(uint64_t node, const KVORAXaRay<double, 1> &neighbours, KVORA_ENV env)
 {
-    const auto own = ivNodeToCCMap.find(node);
-    if (own == ivNodeToCCMap.end()) return;
-    const int32_t cluster = own->second;
+    const int32_t *own = ivNodeToCCMap.lookup(node);
+    if (own == nullptr) return;
+    const int32_t cluster = *own;
     if (ivSampleTraceOn != 0) std::cout << "addEdges: statring node " << node << "\n";
     startRowTable(neighbours.getSize());
     bool isNew = false;
@@ -391,8 +390,8 @@ void KVORACGAData::addEdges(uint64_t node, const KVORAXaRay<double, 1> &neighbou
         rowSlot(other, isNew);
         if (!isNew) continue;
         if (other == node) continue;
-        const auto found = ivNodeToCCMap.find(other);
-        if (found == ivNodeToCCMap.end() || found->second != cluster) continue;
+        const int32_t *found = ivNodeToCCMap.lookup(other);
+        if (found == nullptr || *found != cluster) continue;
         ivCCEdges.copyAppend(node, env);
         ivCCEdges.copyAppend(other, env);
         if (ivSampleTraceOn != 0) std::cout << "addEdges: added edge (" << node << ", " << other << ")\n";
