@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <deque>
 #include <random>
+#include <set>
+#include <vector>
 
 #include "gl/kvora_gl_digraph.h"
 #include "gl/kvora_gl_graph.h"
@@ -138,6 +140,47 @@ TEST(GraphEdges, ConstructionLoopsRemovalAndClear) {
     EXPECT_EQ(g.edgeCount(), 0u);
     EXPECT_EQ(g.nodeCount(), 4u);
     EXPECT_EQ(g.degree(0), 0u);
+}
+
+// Edges in any order, repeated, removed and put back: every node's
+// neighbours walk ascending and once each, as a set of each node's
+// neighbours kept by hand has them.
+TEST(GraphEdges, NeighboursAscendWhateverTheOrderOfTheEdges) {
+    const uint32_t n = 40;
+    Graph g(n, GL_EdgeList{});
+    Digraph d(n, GL_EdgeList{});
+    std::vector<std::set<uint32_t>> undirected(n), directed(n);
+    uint64_t state = 5;
+    auto next = [&state] {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return static_cast<uint32_t>(state >> 33);
+    };
+    for (int i = 0; i < 3000; ++i) {
+        const GL_Edge edge(next() % n, next() % n);
+        if (next() % 4 == 0) {
+            g.removeEdge(edge);
+            d.removeEdge(edge);
+            undirected[edge.first].erase(edge.second);
+            undirected[edge.second].erase(edge.first);
+            directed[edge.first].erase(edge.second);
+        } else {
+            g.addEdge(edge);
+            d.addEdge(edge);
+            undirected[edge.first].insert(edge.second);
+            undirected[edge.second].insert(edge.first);
+            directed[edge.first].insert(edge.second);
+        }
+    }
+    size_t directedEdges = 0;
+    for (uint32_t u = 0; u < n; ++u) {
+        EXPECT_EQ(std::vector<uint32_t>(g.neighbours(u).begin(), g.neighbours(u).end()),
+                  std::vector<uint32_t>(undirected[u].begin(), undirected[u].end()));
+        EXPECT_EQ(std::vector<uint32_t>(d.neighbours(u).begin(), d.neighbours(u).end()),
+                  std::vector<uint32_t>(directed[u].begin(), directed[u].end()));
+        for (uint32_t v = 0; v < n; ++v) EXPECT_EQ(d.hasEdge(GL_Edge(u, v)), directed[u].count(v) != 0);
+        directedEdges += directed[u].size();
+    }
+    EXPECT_EQ(d.edgeCount(), directedEdges);
 }
 
 TEST(GraphEdges, DistancesFromCountHops) {
