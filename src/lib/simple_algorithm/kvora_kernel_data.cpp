@@ -133,6 +133,7 @@ void KVORAKernelData::copyFromPrimitive(const KVORAObject *source, KVORA_ENV env
     ivSparseInputMatrix = other->ivSparseInputMatrix;
     forgetOwnRows();
     ivSparseKernelMatrix = other->ivSparseKernelMatrix;
+    forgetKeptRows();
     ivOtherSamplesMap = other->ivOtherSamplesMap;
     traceEvent(40, "KVORAKernelData::copyFromPrimitive finished", 0, env);
 }
@@ -160,6 +161,8 @@ void KVORAKernelData::transferFromPrimitive(KVORAObject *source, KVORA_ENV env)
     other->forgetOwnRows();
     ivSparseKernelMatrix.swap(other->ivSparseKernelMatrix);
     other->ivSparseKernelMatrix.clear();
+    forgetKeptRows();
+    other->forgetKeptRows();
     ivOtherSamplesMap.swap(other->ivOtherSamplesMap);
     other->ivOtherSamplesMap.clear();
     traceEvent(40, "KVORAKernelData::transferFromPrimitive finished", 0, env);
@@ -253,6 +256,7 @@ void KVORAKernelData::releasePrimitive(KVORA_ENV env)
     ivKernelColSampleNumber.reset(env);
     ivSparseInputMatrix.clear();
     ivSparseKernelMatrix.clear();
+    forgetKeptRows();
     ivOtherSamplesMap.clear();
     forgetOwnRows();
     ivFlatStart = std::vector<size_t>();

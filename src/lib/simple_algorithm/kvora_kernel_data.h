@@ -165,6 +165,16 @@ private:
     // The row of the last own record, since a sample's records come together.
     uint64_t ivLastOwnSample = 0;
     ColumnMap *ivLastOwnRow = nullptr;
+
+    // The kept table's rows of the own samples, by position after
+    // ivKeptRowBase (the first kernel column when they were found): a row's
+    // values come spread over the whole pass, and a tree row stays where it
+    // is while others come in. Forgotten wherever the table is replaced or
+    // emptied.
+    KernelRow &keptRow(uint64_t row);
+    void forgetKeptRows() { ivKeptRowAt.clear(); }
+    std::vector<KernelRow *> ivKeptRowAt;
+    int64_t ivKeptRowBase = 0;
 };
 
 // Enters the class under its model identifier, 8; the same entry is made

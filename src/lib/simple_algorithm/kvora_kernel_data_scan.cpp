@@ -13,9 +13,23 @@
 #include "nelo-common/kvora_reports.h"
 #include "util/kvora_debug.h"
 
+KVORAKernelData::KernelRow &KVORAKernelData::keptRow(uint64_t row)
+{
+    const int64_t count = ivSamplesOrder.getSize();
+    if (ivKeptRowAt.empty() || ivKeptRowBase != ivFirstKernelCol) {
+        ivKeptRowBase = ivFirstKernelCol;
+        ivKeptRowAt.assign(static_cast<size_t>(count), nullptr);
+    }
+    const int64_t at = static_cast<int64_t>(row) - ivKeptRowBase - 1;
+    if (at < 0 || at >= static_cast<int64_t>(ivKeptRowAt.size())) return ivSparseKernelMatrix[row];
+    KernelRow *&kept = ivKeptRowAt[static_cast<size_t>(at)];
+    if (kept == nullptr) kept = &ivSparseKernelMatrix[row];
+    return *kept;
+}
+
 void KVORAKernelData::setSparseKernelValue(uint64_t row, uint64_t column, double value)
 {
-    KernelRow &kept = ivSparseKernelMatrix[row];
+    KernelRow &kept = keptRow(row);
     // A scan's columns rise, so a new value mostly goes after the row's last.
     if (!kept.empty() && std::prev(kept.end())->first < column)
         kept.emplace_hint(kept.end(), column, value);
