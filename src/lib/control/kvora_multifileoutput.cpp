@@ -78,8 +78,8 @@ int32_t KVORAMultifileOutput::formatNumber(char *out, double value, int32_t last
     // so the text is the double's exact value rounded half to even, which
     // is what the fixed form of to_chars writes, without a printf per number.
     char text[kTextRoom];
-    const int32_t length =
-        static_cast<int32_t>(std::to_chars(text, text + kTextRoom, value, std::chars_format::fixed, whole ? 0 : 6).ptr - text);
+    const char *end = std::to_chars(text, text + kTextRoom, value, std::chars_format::fixed, whole ? 0 : 6).ptr;
+    const int32_t length = static_cast<int32_t>(end - text);
     int32_t n = 0;
     for (; n + length < 15; ++n) out[n] = ' ';
     std::memcpy(out + n, text, static_cast<size_t>(length));
