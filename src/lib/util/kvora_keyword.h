@@ -44,8 +44,9 @@ const KVORAKeyword &kvoraKwd_EndArray();
 #define KVORA_KWD(name) kvoraKwd_##name()
 
 // A member keyword of Class, in the class's source file: local number n.
+// Some members have a number but are not streamed, so the keyword may go unused.
 #define KVORA_MEMBER_KEYWORD(Class, member, n)                                                   \
-    static const KVORAKeyword &kvoraKwd_##member() {                                             \
+    [[maybe_unused]] static const KVORAKeyword &kvoraKwd_##member() {                                             \
         static const KVORAKeyword keyword(#member, static_cast<int32_t>(Class::classType().getNameHash()), \
                                           (n), Class::keywordBase() + (n));                      \
         return keyword;                                                                          \
