@@ -46,7 +46,7 @@ const KVORAKeyword &kvoraKwd_EndArray();
 // A member keyword of Class, in the class's source file: local number n.
 // Some members have a number but are not streamed, so the keyword may go unused.
 #define KVORA_MEMBER_KEYWORD(Class, member, n)                                                   \
-    [[maybe_unused]] static const KVORAKeyword &kvoraKwd_##member() {                                             \
+    [[maybe_unused]] static const KVORAKeyword &kvoraKwd_##member() {                            \
         static const KVORAKeyword keyword(#member, static_cast<int32_t>(Class::classType().getNameHash()), \
                                           (n), Class::keywordBase() + (n));                      \
         return keyword;                                                                          \
