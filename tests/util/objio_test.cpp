@@ -191,6 +191,12 @@ TEST(ObjectStreamModel, LongArraysMatchTheirElementsWrittenOneByOne) {
         EXPECT_EQ(realsBack[i], i == 7 ? -DBL_MAX : reals[i]) << i;
         EXPECT_EQ(keysBack[i], keys[i]) << i;
     }
+    // The memory is what growing by one element at a time gives.
+    KVORAXaRay<double, 1> stepwise;
+    for (int32_t i = 1; i <= n; ++i) stepwise.autoExtend(i, env);
+    EXPECT_EQ(realsBack.getCapacity(), stepwise.getCapacity());
+    EXPECT_EQ(keysBack.getCapacity(), stepwise.getCapacity());
+    stepwise.reset(env);
     realsBack.reset(env);
 
     // Cut 3 bytes into element 600: 599 come whole, the 600th fails.
@@ -202,6 +208,43 @@ TEST(ObjectStreamModel, LongArraysMatchTheirElementsWrittenOneByOne) {
     EXPECT_EQ(realsBack[599], reals[599]);
     realsBack.reset(env);
     keysBack.reset(env);
+
+    // The keys cut inside element 900's number, in their second block.
+    size_t at = bulk.size() - 1;  // EndArray
+    for (int32_t i = n; i >= 900; --i) {
+        at -= 1;
+        for (uint64_t rest = keys[i] >> 7; rest != 0; rest >>= 7) at -= 1;
+    }
+    o = binaryRead(bulk.substr(0, at + 1), [&](KVORAObjReader &r, KVORA_ENV e) {
+        kvoraRead(r, realsBack, e);
+        kvoraRead(r, keysBack, e);
+    });
+    EXPECT_TRUE(utiltest::failedWith(o, "BLOB Binary I/O Read Error")) << o.err;
+    ASSERT_EQ(keysBack.getSize(), 900);
+    EXPECT_EQ(keysBack[899], keys[899]);
+    realsBack.reset(env);
+    keysBack.reset(env);
     reals.reset(env);
     keys.reset(env);
+
+    // Signed numbers, read into narrower arrays, clamp as one read does.
+    KVORAXaRay<int64_t, 1> wide;
+    wide.setSize(n, env);
+    for (int32_t i = 1; i <= n; ++i) wide[i] = (i % 2 == 0 ? -1 : 1) * (int64_t(1) << (i % 63)) + i;
+    const std::string signedBytes = binaryWritten([&](KVORAObjWriter &w, KVORA_ENV e) { kvoraWrite(w, wide, e); });
+    KVORAXaRay<int64_t, 1> wideBack;
+    KVORAXaRay<int32_t, 1> narrowBack;
+    o = binaryRead(signedBytes + signedBytes, [&](KVORAObjReader &r, KVORA_ENV e) {
+        kvoraRead(r, wideBack, e);
+        kvoraRead(r, narrowBack, e);
+    });
+    ASSERT_FALSE(o.threw) << o.err;
+    ASSERT_EQ(narrowBack.getSize(), n);
+    for (int32_t i = 1; i <= n; ++i) {
+        EXPECT_EQ(wideBack[i], wide[i]) << i;
+        EXPECT_EQ(narrowBack[i], std::max<int64_t>(INT32_MIN, std::min<int64_t>(INT32_MAX, wide[i]))) << i;
+    }
+    wide.reset(env);
+    wideBack.reset(env);
+    narrowBack.reset(env);
 }

@@ -44,28 +44,24 @@ void KVORABinObjReader::readByte(uint8_t &byte, KVORA_ENV env)
 
 bool KVORABinObjReader::readVarSigned(int64_t &value, bool keywordStart, KVORA_ENV env)
 {
-    uint8_t byte = 0;
-    int64_t got = ivBlobReader->read(&byte, 1);
-    if (got != 1 && keywordStart && ivBlobReader->status() == 1) {
-        return false;
-    }
-    checkStatus(false, env);
-    if (got != 1) {
-        kvoraAssertFail("read == size", KVORA_PLACE);
-    }
-    bool negative = (byte & 0x40) != 0;
-    uint64_t magnitude = byte & 0x3F;
-    int32_t shift = 6;
-    while ((byte & 0x80) == 0) {
-        readByte(byte, env);
-        // Groups beyond 64 bits carry nothing a writer could have put there.
-        if (shift < 64) {
-            magnitude |= static_cast<uint64_t>(byte & 0x7F) << shift;
-        }
-        shift += 7;
-    }
-    value = static_cast<int64_t>(negative ? ~magnitude : magnitude);
-    return true;
+    bool first = true;
+    bool cleanEnd = false;
+    const bool read = kvoraDecodeVarSigned(
+        [&]() -> int32_t {
+            uint8_t byte = 0;
+            const int64_t got = ivBlobReader->read(&byte, 1);
+            // At a keyword's start the end of the stream is no failure.
+            if (first && got != 1 && keywordStart && ivBlobReader->status() == 1) {
+                cleanEnd = true;
+                return -1;
+            }
+            first = false;
+            checkStatus(false, env);
+            if (got != 1) kvoraAssertFail("read == size", KVORA_PLACE);
+            return byte;
+        },
+        value);
+    return read || !cleanEnd;
 }
 
 int64_t KVORABinObjReader::readIntoBuffer(int64_t size, KVORA_ENV env)
@@ -183,6 +179,16 @@ void KVORABinObjReader::readUnsigned(uint64_t &result, KVORA_ENV env)
 void KVORABinObjReader::readSigned(int64_t &result, KVORA_ENV env)
 {
     readVarSigned(result, false, env);
+}
+
+int32_t KVORABinObjReader::readUnsigneds(uint64_t *out, int32_t count, KVORA_ENV env)
+{
+    return count > 0 ? ivBlobReader->readVarUnsigneds(out, count) : 0;
+}
+
+int32_t KVORABinObjReader::readSigneds(int64_t *out, int32_t count, KVORA_ENV env)
+{
+    return count > 0 ? ivBlobReader->readVarSigneds(out, count) : 0;
 }
 
 void KVORABinObjReader::readReal(double &result, KVORA_ENV env)

@@ -23,6 +23,10 @@ public:
     void readSigned(int64_t &result, KVORA_ENV env) override;
     void readReal(double &result, KVORA_ENV env) override;
     int32_t readReals(double *out, int32_t count, KVORA_ENV env) override;
+    // Those that come whole; the caller reads the next alone, to fail as it
+    // would have.
+    int32_t readUnsigneds(uint64_t *out, int32_t count, KVORA_ENV env) override;
+    int32_t readSigneds(int64_t *out, int32_t count, KVORA_ENV env) override;
     void readObjectType(KV2AscString &result, KVORA_ENV env) override;
     void beginObject(KVORA_ENV env) override;
     int32_t beginArray(KVORA_ENV env) override;

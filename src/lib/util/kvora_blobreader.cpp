@@ -4,15 +4,33 @@
 
 #include "util/kvora_debug.h"
 
-bool KVOBlobReader::readVarUnsigned(uint64_t &value)
+namespace {
+// The next byte through the source's own read, or -1.
+struct ByteByRead {
+    KVOBlobReader *source;
+    int32_t operator()() const
+    {
+        uint8_t byte = 0;
+        if (source->read(&byte, 1) != 1 || source->status() != 0) return -1;
+        return byte;
+    }
+};
+}  // namespace
+
+bool KVOBlobReader::readVarUnsigned(uint64_t &value) { return kvoraDecodeVarUnsigned(ByteByRead{this}, value); }
+
+int32_t KVOBlobReader::readVarUnsigneds(uint64_t *values, int32_t count)
 {
-    return kvoraDecodeVarUnsigned(
-        [this]() -> int32_t {
-            uint8_t byte = 0;
-            if (read(&byte, 1) != 1 || status() != 0) return -1;
-            return byte;
-        },
-        value);
+    int32_t done = 0;
+    while (done < count && readVarUnsigned(values[done])) ++done;
+    return done;
+}
+
+int32_t KVOBlobReader::readVarSigneds(int64_t *values, int32_t count)
+{
+    int32_t done = 0;
+    while (done < count && kvoraDecodeVarSigned(ByteByRead{this}, values[done])) ++done;
+    return done;
 }
 
 void KVOBlobReader::seek(int64_t offset)

@@ -24,6 +24,28 @@ bool kvoraDecodeVarUnsigned(NextByte next, uint64_t &value)
     return true;
 }
 
+// The same for a signed number: the first byte holds the sign (0x40) and
+// six bits, the bytes after it seven bits each, the last byte marked by its
+// high bit; a negative number is stored as its complement.
+template <class NextByte>
+bool kvoraDecodeVarSigned(NextByte next, int64_t &value)
+{
+    int32_t byte = next();
+    if (byte < 0) return false;
+    const bool negative = (byte & 0x40) != 0;
+    uint64_t magnitude = static_cast<uint64_t>(byte & 0x3F);
+    int32_t shift = 6;
+    while ((byte & 0x80) == 0) {
+        byte = next();
+        if (byte < 0) return false;
+        // Groups beyond 64 bits carry nothing a writer could have put there.
+        if (shift < 64) magnitude |= static_cast<uint64_t>(byte & 0x7F) << shift;
+        shift += 7;
+    }
+    value = static_cast<int64_t>(negative ? ~magnitude : magnitude);
+    return true;
+}
+
 class KVOBlobReader {
 public:
     virtual ~KVOBlobReader() {}
@@ -40,4 +62,8 @@ public:
     // bits are dropped. False as soon as a byte does not come or the status
     // is not good after it.
     virtual bool readVarUnsigned(uint64_t &value);
+    // Up to `count` numbers of each kind into `values`; answers how many came
+    // whole. The bytes of one that broke off are consumed.
+    virtual int32_t readVarUnsigneds(uint64_t *values, int32_t count);
+    virtual int32_t readVarSigneds(int64_t *values, int32_t count);
 };

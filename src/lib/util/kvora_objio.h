@@ -219,6 +219,56 @@ inline void kvoraArraySetSize(KVORAArray<T> &array, int32_t size, int32_t capaci
     array.setSize(size, capacity, env);
 }
 
+// The integer types whose reads go through readSigned or readUnsigned, and
+// so can come a block at a time, as reals do.
+template <class T>
+struct kvoraReadsAsSigned
+    : std::integral_constant<bool, std::is_same_v<T, int8_t> || std::is_same_v<T, int16_t> ||
+                                       std::is_same_v<T, int32_t> || std::is_same_v<T, int64_t>> {};
+template <class T>
+struct kvoraReadsAsUnsigned
+    : std::integral_constant<bool, std::is_same_v<T, uint8_t> || std::is_same_v<T, uint16_t> ||
+                                       std::is_same_v<T, uint32_t> || std::is_same_v<T, uint64_t>> {};
+
+inline int32_t kvoraReadBlock(KVORAObjReader &r, double *out, int32_t count, KVORA_ENV env) {
+    return r.readReals(out, count, env);
+}
+inline int32_t kvoraReadBlock(KVORAObjReader &r, int64_t *out, int32_t count, KVORA_ENV env) {
+    return r.readSigneds(out, count, env);
+}
+inline int32_t kvoraReadBlock(KVORAObjReader &r, uint64_t *out, int32_t count, KVORA_ENV env) {
+    return r.readUnsigneds(out, count, env);
+}
+
+// The array, counted from N, made valid up to index `last` as autoExtend
+// called for each index in turn would make it, capacity and all, with one
+// call per step of the capacity.
+template <int N, class A>
+void kvoraExtendThrough(A &array, int32_t last, KVORA_ENV env) {
+    while (static_cast<int64_t>(last) + 1 - N > array.getCapacity()) array.autoExtend(N + array.getCapacity(), env);
+    array.autoExtend(last, env);
+}
+
+// Elements N to `end` - 1 of an array of numbers, read a block at a time as
+// `Wide` and narrowed by `narrow` as a read of one element narrows it. The
+// array grows only by the elements that came, and an element that does not
+// come whole is read alone, to fail as it would have.
+template <class Wide, int N, class A, class Narrow>
+void kvoraReadBlocks(KVORAObjReader &r, A &array, int64_t end, KVORA_ENV env, Narrow narrow) {
+    Wide block[512];
+    for (int64_t i = N; i < end;) {
+        const int32_t want = static_cast<int32_t>(end - i < 512 ? end - i : 512);
+        const int32_t got = kvoraReadBlock(r, block, want, env);
+        if (got > 0) kvoraExtendThrough<N>(array, static_cast<int32_t>(i + got - 1), env);
+        for (int32_t k = 0; k < got; ++k, ++i) array[static_cast<int32_t>(i)] = narrow(block[k]);
+        if (got < want) {
+            array.autoExtend(static_cast<int32_t>(i), env);
+            kvoraRead(r, array[static_cast<int32_t>(i)], env);
+            ++i;
+        }
+    }
+}
+
 template <int N, class A>
 void kvoraReadArray(KVORAObjReader &r, A &array, KVORA_ENV env) {
     int32_t n = r.beginArray(env);
@@ -235,23 +285,12 @@ void kvoraReadArray(KVORAObjReader &r, A &array, KVORA_ENV env) {
         const int64_t end = static_cast<int64_t>(n) + N;
         using Element = std::remove_cv_t<std::remove_reference_t<decltype(array[N])>>;
         if constexpr (std::is_same_v<Element, double>) {
-            // Reals come a block at a time; the array still grows element by
-            // element, and an element that does not come whole is read alone,
-            // to fail as it would have.
-            double block[512];
-            for (int64_t i = N; i < end;) {
-                const int32_t want = static_cast<int32_t>(end - i < 512 ? end - i : 512);
-                const int32_t got = r.readReals(block, want, env);
-                for (int32_t k = 0; k < got; ++k, ++i) {
-                    array.autoExtend(static_cast<int32_t>(i), env);
-                    array[static_cast<int32_t>(i)] = kvoraReadRealValue(block[k]);
-                }
-                if (got < want) {
-                    array.autoExtend(static_cast<int32_t>(i), env);
-                    kvoraRead(r, array[static_cast<int32_t>(i)], env);
-                    ++i;
-                }
-            }
+            kvoraReadBlocks<double, N>(r, array, end, env, [](double v) { return kvoraReadRealValue(v); });
+        } else if constexpr (kvoraReadsAsSigned<Element>::value) {
+            kvoraReadBlocks<int64_t, N>(r, array, end, env, [](int64_t v) { return kvoraClampSigned<Element>(v); });
+        } else if constexpr (kvoraReadsAsUnsigned<Element>::value) {
+            kvoraReadBlocks<uint64_t, N>(r, array, end, env,
+                                         [](uint64_t v) { return kvoraClampUnsigned<Element>(v); });
         } else {
             for (int64_t i = N; i < end; ++i) {
                 array.autoExtend(static_cast<int32_t>(i), env);

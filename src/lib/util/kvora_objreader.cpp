@@ -39,6 +39,18 @@ int32_t KVORAObjReader::readReals(double *out, int32_t count, KVORA_ENV env)
     return count < 0 ? 0 : count;
 }
 
+int32_t KVORAObjReader::readUnsigneds(uint64_t *out, int32_t count, KVORA_ENV env)
+{
+    for (int32_t i = 0; i < count; ++i) readUnsigned(out[i], env);
+    return count < 0 ? 0 : count;
+}
+
+int32_t KVORAObjReader::readSigneds(int64_t *out, int32_t count, KVORA_ENV env)
+{
+    for (int32_t i = 0; i < count; ++i) readSigned(out[i], env);
+    return count < 0 ? 0 : count;
+}
+
 int32_t KVORAObjReader::atArrayEnd(KVORA_ENV env)
 {
     KVORA_NOT_IMPLEMENTED();

@@ -54,6 +54,10 @@ public:
     // answers how many came whole. A format that cannot read them in one go
     // reads them one by one (and fails where one fails).
     virtual int32_t readReals(double *out, int32_t count, KVORA_ENV env);
+    // The same for the integers of an array, as readUnsigned and readSigned
+    // read them.
+    virtual int32_t readUnsigneds(uint64_t *out, int32_t count, KVORA_ENV env);
+    virtual int32_t readSigneds(int64_t *out, int32_t count, KVORA_ENV env);
     virtual void readObjectType(KV2AscString &result, KVORA_ENV env) = 0;
     // Always fails: "Input object type does not match known object types".
     virtual void unknownObjectType(const KV2AscString &typeName, KVORA_ENV env);

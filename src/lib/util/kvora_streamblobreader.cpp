@@ -44,23 +44,39 @@ int64_t KVOStreamBlobReader::read(void *buffer, int64_t count)
     return got;
 }
 
-bool KVOStreamBlobReader::readVarUnsigned(uint64_t &value)
+template <class Value, class Decode>
+int32_t KVOStreamBlobReader::decodeAll(Value *values, int32_t count, Decode decode)
 {
-    // The bytes straight from the stream's buffer: node keys come by the
-    // hundred thousand in every pass's messages.
+    // Node keys come by the hundred thousand in every pass's messages: one
+    // check of the stream, then the bytes from its buffer.
     std::streambuf *source = ivStream != nullptr ? ivStream->rdbuf() : nullptr;
     if (source == nullptr || !ivStream->good()) {
         if (ivStream != nullptr) ivStream->setstate(std::ios::failbit);
-        return false;
+        return 0;
     }
-    return kvoraDecodeVarUnsigned(
-        [this, source]() -> int32_t {
-            const std::streambuf::int_type c = source->sbumpc();
-            if (std::streambuf::traits_type::eq_int_type(c, std::streambuf::traits_type::eof())) {
-                ivStream->setstate(std::ios::eofbit | std::ios::failbit);
-                return -1;
-            }
-            return static_cast<uint8_t>(std::streambuf::traits_type::to_char_type(c));
-        },
-        value);
+    bool ended = false;
+    auto next = [source, &ended]() -> int32_t {
+        const std::streambuf::int_type c = source->sbumpc();
+        if (std::streambuf::traits_type::eq_int_type(c, std::streambuf::traits_type::eof())) {
+            ended = true;
+            return -1;
+        }
+        return static_cast<uint8_t>(std::streambuf::traits_type::to_char_type(c));
+    };
+    int32_t done = 0;
+    while (done < count && decode(next, values[done])) ++done;
+    if (ended) ivStream->setstate(std::ios::eofbit | std::ios::failbit);
+    return done;
+}
+
+bool KVOStreamBlobReader::readVarUnsigned(uint64_t &value) { return readVarUnsigneds(&value, 1) == 1; }
+
+int32_t KVOStreamBlobReader::readVarUnsigneds(uint64_t *values, int32_t count)
+{
+    return decodeAll(values, count, [](auto &next, uint64_t &value) { return kvoraDecodeVarUnsigned(next, value); });
+}
+
+int32_t KVOStreamBlobReader::readVarSigneds(int64_t *values, int32_t count)
+{
+    return decodeAll(values, count, [](auto &next, int64_t &value) { return kvoraDecodeVarSigned(next, value); });
 }
