@@ -71,9 +71,10 @@ int64_t streamSize(std::stringstream &stream) {
     return size < 0 ? 0 : size;
 }
 
-// Replaces the stream's content with `bytes`.
-void replaceContent(std::stringstream &stream, const std::string &bytes) {
-    stream.str(bytes);
+// Gives the stream the content of `source`, which is left with the old
+// content: a swap, where a copy would go over the bytes twice.
+void takeContent(std::stringstream &stream, std::stringstream &source) {
+    stream.swap(source);
     rewindStream(stream);
     stream.seekp(0, std::ios::end);
 }
@@ -305,8 +306,8 @@ void KVORAPControl::mergeResultStreams(std::stringstream &received, std::strings
     rewindStream(received);
     rewindStream(own);
     if (ownSize == 0) {
-        // Rank 0's first child: a plain copy, no objects needed.
-        replaceContent(own, received.str());
+        // Rank 0's first child: the bytes as they came, no objects needed.
+        takeContent(own, received);
         return;
     }
     std::stringstream merged(std::ios::in | std::ios::out | std::ios::binary);
@@ -325,7 +326,7 @@ void KVORAPControl::mergeResultStreams(std::stringstream &received, std::strings
         writer.flush();
     }
     merged.flush();
-    replaceContent(own, merged.str());
+    takeContent(own, merged);
 }
 
 void KVORAPControl::applyResultStream(KVORAFieldNameMap *fieldNameMap, std::stringstream &stream, KVORA_ENV env) {
