@@ -71,6 +71,13 @@ int64_t streamSize(std::stringstream &stream) {
     return size < 0 ? 0 : size;
 }
 
+// Replaces the stream's content with `bytes`.
+void replaceContent(std::stringstream &stream, const std::string &bytes) {
+    stream.str(bytes);
+    rewindStream(stream);
+    stream.seekp(0, std::ios::end);
+}
+
 // Gives the stream the content of `source`, which is left with the old
 // content: a swap, where a copy would go over the bytes twice.
 void takeContent(std::stringstream &stream, std::stringstream &source) {
@@ -125,15 +132,22 @@ int32_t KVORAPControl::receiveStream(std::stringstream &stream, int32_t source) 
     }
     const int64_t size = size32;
     const int64_t chunks = chunkCount(size);
+    // The chunks go straight into one buffer of the announced size.
+    std::string bytes(static_cast<size_t>(size), '\0');
     for (int64_t i = 0; i < chunks; ++i) {
         const int64_t length = i + 1 < chunks ? kChunkBytes : size - i * kChunkBytes;
-        std::vector<char> buffer(static_cast<size_t>(length));
-        MPI_Recv(buffer.data(), static_cast<int>(length), MPI_CHAR, sender, kTagChunk, MPI_COMM_WORLD, &status);
-        stream.clear();
-        if (stream.tellg() > 0) stream.seekg(0, std::ios::end);
-        stream.seekp(0, std::ios::end);
-        stream.write(buffer.data(), length);
+        MPI_Recv(&bytes[static_cast<size_t>(i * kChunkBytes)], static_cast<int>(length), MPI_CHAR, sender, kTagChunk,
+                 MPI_COMM_WORLD, &status);
     }
+    if (streamSize(stream) == 0) {
+        // An empty stream takes them as its content, exactly sized.
+        replaceContent(stream, bytes);
+        return 1;
+    }
+    stream.clear();
+    if (stream.tellg() > 0) stream.seekg(0, std::ios::end);
+    stream.seekp(0, std::ios::end);
+    stream.write(bytes.data(), size);
     stream.clear();
     return 1;
 }
@@ -326,7 +340,9 @@ void KVORAPControl::mergeResultStreams(std::stringstream &received, std::strings
         writer.flush();
     }
     merged.flush();
-    takeContent(own, merged);
+    // A copy: the writer's buffer has grown by doubling, and the stream is
+    // kept while its objects are read.
+    replaceContent(own, merged.str());
 }
 
 void KVORAPControl::applyResultStream(KVORAFieldNameMap *fieldNameMap, std::stringstream &stream, KVORA_ENV env) {
