@@ -168,6 +168,15 @@ TEST(DIFNodeMap, AMergeInOneWalkIsAssignThenFold) {
             EXPECT_EQ(walked.key(i), folded.key(i));
             EXPECT_EQ(std::memcmp(&walked.value(i), &folded.value(i), sizeof(double)), 0) << walked.key(i);
         }
+        // Into an empty map each entry is op on a new one (0.0 + -0.0 is
+        // 0.0), as beside an entry already there.
+        KVORADIFData::RealMap alone, beside;
+        alone.fold(b, bk, addReal);
+        beside[0] = 1.0;
+        beside.fold(b, bk, addReal);
+        ASSERT_EQ(alone.size() + 1, beside.size());
+        for (size_t i = 0; i < alone.size(); ++i)
+            EXPECT_EQ(std::memcmp(&alone.value(i), &beside.value(i + 1), sizeof(double)), 0) << alone.key(i);
         KVORADIFData::IntMap walkedInt, foldedInt;
         ASSERT_TRUE(walkedInt.mergeAscending(ai, ak, bi, bk, addInt));
         foldedInt.assign(ai, ak);

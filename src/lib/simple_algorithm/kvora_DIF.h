@@ -76,6 +76,23 @@ public:
         return lowerBound(key, near);
     }
     bool holds(size_t at, uint64_t key) const { return at < ivKeys.size() && ivKeys[at] == key; }
+    // What op makes of a value folded into a new entry (0.0 + -0.0 is 0.0).
+    template <class Op>
+    static V newEntry(Op op, const V &value)
+    {
+        V sum = V();
+        op(sum, value);
+        return sum;
+    }
+    // The map becomes the given arrays, whose keys must ascend without
+    // repeats; the arrays are left empty.
+    void adopt(std::vector<uint64_t> &keys, std::vector<V> &values)
+    {
+        ivKeys.swap(keys);
+        ivValues.swap(values);
+        std::vector<uint64_t>().swap(keys);
+        std::vector<V>().swap(values);
+    }
     // The position of the key's entry, created with V() where it belongs when
     // missing. A key above the last is appended; another new key costs a
     // shift of the entries behind it, which only rare keys may pay.
@@ -107,7 +124,24 @@ public:
     {
         std::vector<size_t> order;
         bool ascending = true;
-        for (size_t j = 1; j < count && ascending; ++j) ascending = !(keyAt(j) < keyAt(j - 1));
+        bool strictly = true;
+        for (size_t j = 1; j < count && ascending; ++j) {
+            ascending = !(keyAt(j) < keyAt(j - 1));
+            strictly = strictly && keyAt(j - 1) < keyAt(j);
+        }
+        if (ivKeys.empty() && ascending && strictly) {
+            // Into an empty map without repeats: each entry is op on a new
+            // entry, with no merge walk.
+            std::vector<uint64_t> keys(count);
+            std::vector<V> values(count);
+            for (size_t j = 0; j < count; ++j) {
+                keys[j] = keyAt(j);
+                values[j] = newEntry(op, valueAt(j));
+            }
+            ivKeys.swap(keys);
+            ivValues.swap(values);
+            return;
+        }
         if (!ascending) {
             order.resize(count);
             for (size_t j = 0; j < count; ++j) order[j] = j;
@@ -306,17 +340,45 @@ public:
     template <class Op>
     void foldInto(KVORADIFNodeMap<V> &map, Op op)
     {
+        const size_t count = ivCount + (ivHasFreeKey ? 1 : 0);
+        if (map.empty()) {
+            // A pass's first fold: each key's entry is op on a new entry,
+            // straight into the map's arrays.
+            std::vector<uint64_t> keys;
+            std::vector<V> values;
+            keys.reserve(count);
+            values.reserve(count);
+            takeAscending([&](uint64_t key, const V &value) {
+                keys.push_back(key);
+                values.push_back(KVORADIFNodeMap<V>::newEntry(op, value));
+            });
+            map.adopt(keys, values);
+            return;
+        }
         std::vector<Slot> entries;
-        entries.reserve(ivCount + (ivHasFreeKey ? 1 : 0));
+        entries.reserve(count);
+        takeAscending([&](uint64_t key, const V &value) { entries.push_back(Slot{key, value}); });
+        map.fold(
+            entries.size(), [&](size_t j) { return entries[j].key; }, [&](size_t j) { return entries[j].value; }, op);
+    }
+
+private:
+    // Calls fn(key, sum) for each sum held, in ascending key order, and
+    // leaves the table empty, in the form that suits the keys it held.
+    template <class Fn>
+    void takeAscending(Fn fn)
+    {
         if (!ivDense.empty()) {
             // The held bits in order give the keys ascending; the walk
             // leaves the array and the bits empty behind it.
             forEachHeld([&](uint64_t key) {
-                entries.push_back(Slot{key, ivDense[key]});
+                fn(key, ivDense[key]);
                 ivDense[key] = V();
             });
             std::fill(ivHeld.begin(), ivHeld.end(), 0);
         } else if (ivCount != 0) {
+            std::vector<Slot> entries;
+            entries.reserve(ivCount);
             for (Slot &slot : ivSlots) {
                 if (slot.key == kFree) continue;
                 entries.push_back(slot);
@@ -324,16 +386,13 @@ public:
             }
             std::sort(entries.begin(), entries.end(), [](const Slot &a, const Slot &b) { return a.key < b.key; });
             if (denseFits(ivMaxKey, ivCount)) makeDense(ivMaxKey + 1);
+            for (const Slot &slot : entries) fn(slot.key, slot.value);
         }
-        if (ivHasFreeKey) entries.push_back(Slot{kFree, ivFreeKeyValue});
+        if (ivHasFreeKey) fn(kFree, ivFreeKeyValue);
         ivCount = 0;
         ivMaxKey = 0;
         ivHasFreeKey = false;
-        map.fold(
-            entries.size(), [&](size_t j) { return entries[j].key; }, [&](size_t j) { return entries[j].value; }, op);
     }
-
-private:
     // A key of the array form: its sum and its word of held bits.
     [[gnu::always_inline]] void prefetchSlot(size_t key) const
     {
