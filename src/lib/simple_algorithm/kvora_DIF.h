@@ -294,12 +294,32 @@ public:
     {
         if (key < ivDense.size()) prefetchSlot(static_cast<size_t>(key));
     }
-    // The same for the key that a callee value truncates to, where that key
-    // stands in the array; a missing or negative value asks for nothing.
-    [[gnu::always_inline]] void prefetchValue(double value) const
-    {
-        if (value >= 0.0 && value < static_cast<double>(ivDense.size())) prefetchSlot(static_cast<size_t>(value));
-    }
+    // The memory of the sums that callee values truncate to, where those
+    // keys stand in the array form as it was when the prefetcher was taken;
+    // a missing or negative value asks for nothing. Taken once for a batch
+    // of records: should the array move within the batch, later requests
+    // only miss their mark, since addresses are worked out as numbers.
+    class ValuePrefetcher {
+    public:
+        explicit ValuePrefetcher(const KVORADIFNodeTable &table)
+            : ivDense(reinterpret_cast<uintptr_t>(table.ivDense.data())),
+              ivHeld(reinterpret_cast<uintptr_t>(table.ivHeld.data())),
+              ivLimit(static_cast<double>(table.ivDense.size()))
+        {
+        }
+        [[gnu::always_inline]] void operator()(double value) const
+        {
+            if (!(value >= 0.0 && value < ivLimit)) return;
+            const uintptr_t key = static_cast<uintptr_t>(value);
+            __builtin_prefetch(reinterpret_cast<const void *>(ivDense + key * sizeof(V)));
+            __builtin_prefetch(reinterpret_cast<const void *>(ivHeld + (key >> 6) * sizeof(uint64_t)));
+        }
+
+    private:
+        uintptr_t ivDense;
+        uintptr_t ivHeld;
+        double ivLimit;
+    };
     V &operator[](uint64_t key)
     {
         if (key < ivDense.size()) {

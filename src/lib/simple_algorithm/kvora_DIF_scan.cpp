@@ -266,12 +266,13 @@ void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORA
     const int32_t weightColumn = layout.dataColumns[1];
     const int32_t lineColumn = layout.lineColumn;
     const int32_t ahead = calleeColumn >= 0 ? 32 : 0;
-    for (int32_t i = 0; i < count && i < ahead; ++i) callees.prefetchValue(rows[i][calleeColumn]);
+    const typename Table::ValuePrefetcher prefetch(callees);
+    for (int32_t i = 0; i < count && i < ahead; ++i) prefetch(rows[i][calleeColumn]);
     // The rows of a line come together: its number is worked out once.
     double lastLine = __builtin_nan("");
     uint64_t lineNumber = 0;
     for (int32_t i = 0; i < count; ++i) {
-        if (i + ahead < count) callees.prefetchValue(rows[i + ahead][calleeColumn]);
+        if (i + ahead < count) prefetch(rows[i + ahead][calleeColumn]);
         const double *row = rows[i];
         const double line = columnValue<AllColumns>(row, lineColumn);
         if (!(line == lastLine)) {
