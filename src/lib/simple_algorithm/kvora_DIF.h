@@ -292,7 +292,7 @@ public:
     // instruction beyond the baseline, and is dropped without it.
     [[gnu::always_inline]] void prefetch(uint64_t key) const
     {
-        if (key < ivDense.size()) prefetchSlot(static_cast<size_t>(key));
+        if (key < ivDense.size()) prefetchSlot(addressOf(ivDense), addressOf(ivHeld), static_cast<uintptr_t>(key));
     }
     // The memory of the sums that callee values truncate to, where those
     // keys stand in the array form as it was when the prefetcher was taken;
@@ -302,17 +302,14 @@ public:
     class ValuePrefetcher {
     public:
         explicit ValuePrefetcher(const KVORADIFNodeTable &table)
-            : ivDense(reinterpret_cast<uintptr_t>(table.ivDense.data())),
-              ivHeld(reinterpret_cast<uintptr_t>(table.ivHeld.data())),
+            : ivDense(addressOf(table.ivDense)), ivHeld(addressOf(table.ivHeld)),
               ivLimit(static_cast<double>(table.ivDense.size()))
         {
         }
         [[gnu::always_inline]] void operator()(double value) const
         {
             if (!(value >= 0.0 && value < ivLimit)) return;
-            const uintptr_t key = static_cast<uintptr_t>(value);
-            __builtin_prefetch(reinterpret_cast<const void *>(ivDense + key * sizeof(V)));
-            __builtin_prefetch(reinterpret_cast<const void *>(ivHeld + (key >> 6) * sizeof(uint64_t)));
+            prefetchSlot(ivDense, ivHeld, static_cast<uintptr_t>(value));
         }
 
     private:
@@ -413,11 +410,17 @@ private:
         ivMaxKey = 0;
         ivHasFreeKey = false;
     }
-    // A key of the array form: its sum and its word of held bits.
-    [[gnu::always_inline]] void prefetchSlot(size_t key) const
+    // A key of the array form: its sum and its word of held bits, from the
+    // arrays' addresses as numbers.
+    template <class T>
+    static uintptr_t addressOf(const std::vector<T> &array)
     {
-        __builtin_prefetch(&ivDense[key]);
-        __builtin_prefetch(&ivHeld[key >> 6]);
+        return reinterpret_cast<uintptr_t>(array.data());
+    }
+    [[gnu::always_inline]] static void prefetchSlot(uintptr_t dense, uintptr_t held, uintptr_t key)
+    {
+        __builtin_prefetch(reinterpret_cast<const void *>(dense + key * sizeof(V)));
+        __builtin_prefetch(reinterpret_cast<const void *>(held + (key >> 6) * sizeof(uint64_t)));
     }
     static const uint64_t kFree = ~0ull;
     struct Slot {

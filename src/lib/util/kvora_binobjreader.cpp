@@ -49,13 +49,17 @@ bool KVORABinObjReader::readVarSigned(int64_t &value, bool keywordStart, KVORA_E
     const bool read = kvoraDecodeVarSigned(
         [&]() -> int32_t {
             uint8_t byte = 0;
+            if (!first) {
+                readByte(byte, env);
+                return byte;
+            }
+            first = false;
             const int64_t got = ivBlobReader->read(&byte, 1);
             // At a keyword's start the end of the stream is no failure.
-            if (first && got != 1 && keywordStart && ivBlobReader->status() == 1) {
+            if (got != 1 && keywordStart && ivBlobReader->status() == 1) {
                 cleanEnd = true;
                 return -1;
             }
-            first = false;
             checkStatus(false, env);
             if (got != 1) kvoraAssertFail("read == size", KVORA_PLACE);
             return byte;
