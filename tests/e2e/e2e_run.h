@@ -40,6 +40,19 @@ inline int countLines(const std::string &text, const std::string &line) {
 
 inline bool hasLine(const std::string &text, const std::string &line) { return countLines(text, line) > 0; }
 
+// Each of `lines` as a whole line of text, in their order. Several processes
+// share one output, so another's lines may come between.
+inline bool hasLinesInOrder(const std::string &text, const std::string &lines) {
+    const std::vector<std::string> all = qrvtest::splitLines(text);
+    size_t at = 0;
+    for (const std::string &line : qrvtest::splitLines(lines)) {
+        while (at < all.size() && all[at] != line) ++at;
+        if (at == all.size()) return false;
+        ++at;
+    }
+    return true;
+}
+
 // A scratch directory with `csv` loaded by `qrvload <kind>` as `name`, and
 // other files as (name, content).
 inline std::string prepare(const std::string &kind, const std::string &csv, const std::string &name,
