@@ -24,6 +24,7 @@
 #include "kvo/kv2ustra.h"
 #include "simple_algorithm/kvora_simple_algorithm_data.h"
 #include "util/kvora_env.h"
+#include "util/kvora_largepages.h"
 #include "util/kvora_xray.h"
 
 class KVORAXMLTag;
@@ -345,7 +346,7 @@ public:
     // Empties the table and gives its memory back.
     void release()
     {
-        std::vector<V>().swap(ivDense);
+        DenseArray().swap(ivDense);
         std::vector<uint64_t>().swap(ivHeld);
         std::vector<Slot>().swap(ivSlots);
         ivCount = 0;
@@ -412,8 +413,8 @@ private:
     }
     // A key of the array form: its sum and its word of held bits, from the
     // arrays' addresses as numbers.
-    template <class T>
-    static uintptr_t addressOf(const std::vector<T> &array)
+    template <class Array>
+    static uintptr_t addressOf(const Array &array)
     {
         return reinterpret_cast<uintptr_t>(array.data());
     }
@@ -443,7 +444,7 @@ private:
     // (or empty), and every held key below `size`.
     void makeDense(uint64_t size)
     {
-        std::vector<V> dense(static_cast<size_t>(size), V());
+        DenseArray dense(static_cast<size_t>(size), V());
         std::vector<uint64_t> held(static_cast<size_t>((size + 63) / 64), 0);
         for (const Slot &slot : ivSlots) {
             if (slot.key == kFree) continue;
@@ -465,7 +466,7 @@ private:
         for (const Slot &slot : old)
             if (slot.key != kFree) *probe(slot.key) = slot;
         forEachHeld([&](uint64_t key) { *probe(key) = Slot{key, ivDense[key]}; });
-        std::vector<V>().swap(ivDense);
+        DenseArray().swap(ivDense);
         std::vector<uint64_t>().swap(ivHeld);
     }
     // The slot of `key`, or the free slot where it goes.
@@ -525,7 +526,9 @@ private:
         ivDense.resize(static_cast<size_t>(size), V());
         ivHeld.resize(static_cast<size_t>((size + 63) / 64), 0);
     }
-    std::vector<V> ivDense;
+    // Each record adds at a random key of this array.
+    using DenseArray = std::vector<V, KVORALargePageAllocator<V>>;
+    DenseArray ivDense;
     std::vector<uint64_t> ivHeld;
     std::vector<Slot> ivSlots;
     size_t ivCount = 0;
