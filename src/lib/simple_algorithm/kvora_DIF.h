@@ -303,32 +303,51 @@ public:
     class ValuePrefetcher {
     public:
         explicit ValuePrefetcher(const KVORADIFNodeTable &table)
-            : ivDense(addressOf(table.ivDense)), ivHeld(addressOf(table.ivHeld)),
-              ivLimit(static_cast<double>(table.ivDense.size()))
+            : ivDense(addressOf(table.ivDense)), ivHeld(addressOf(table.ivHeld)), ivSize(table.ivDense.size())
         {
         }
         [[gnu::always_inline]] void operator()(double value) const
         {
-            if (!(value >= 0.0 && value < ivLimit)) return;
-            prefetchSlot(ivDense, ivHeld, static_cast<uintptr_t>(value));
+            // The key that the record's add truncates the value to.
+            const uint64_t key = static_cast<uint64_t>(kvoraTruncate64(value));
+            if (key < ivSize) prefetchSlot(ivDense, ivHeld, static_cast<uintptr_t>(key));
         }
 
     private:
         uintptr_t ivDense;
         uintptr_t ivHeld;
-        double ivLimit;
+        uint64_t ivSize;
+    };
+    // The table for a batch of records: the array form's place and size are
+    // read once, not at every add. An add beyond the array goes to the
+    // table, which may move the array, and the view reads them again.
+    class BatchView {
+    public:
+        explicit BatchView(KVORADIFNodeTable &table) : ivTable(table) { refresh(); }
+        [[gnu::always_inline]] V &operator[](uint64_t key)
+        {
+            if (key < ivSize) return heldSlot(ivDense, ivHeld, key, ivTable.ivCount);
+            V &entry = ivTable.sparseEntry(key);
+            refresh();
+            return entry;
+        }
+        const KVORADIFNodeTable &table() const { return ivTable; }
+
+    private:
+        void refresh()
+        {
+            ivDense = ivTable.ivDense.data();
+            ivHeld = ivTable.ivHeld.data();
+            ivSize = ivTable.ivDense.size();
+        }
+        KVORADIFNodeTable &ivTable;
+        V *ivDense = nullptr;
+        uint64_t *ivHeld = nullptr;
+        uint64_t ivSize = 0;
     };
     V &operator[](uint64_t key)
     {
-        if (key < ivDense.size()) {
-            uint64_t &word = ivHeld[key >> 6];
-            const uint64_t bit = 1ull << (key & 63);
-            if ((word & bit) == 0) {
-                word |= bit;
-                ++ivCount;
-            }
-            return ivDense[key];
-        }
+        if (key < ivDense.size()) return heldSlot(ivDense.data(), ivHeld.data(), key, ivCount);
         return sparseEntry(key);
     }
     bool empty() const { return ivCount == 0 && !ivHasFreeKey; }
@@ -417,6 +436,17 @@ private:
     static uintptr_t addressOf(const Array &array)
     {
         return reinterpret_cast<uintptr_t>(array.data());
+    }
+    // A key's sum in the array form, marked held.
+    [[gnu::always_inline]] static V &heldSlot(V *dense, uint64_t *held, uint64_t key, size_t &count)
+    {
+        uint64_t &word = held[key >> 6];
+        const uint64_t bit = 1ull << (key & 63);
+        if ((word & bit) == 0) {
+            word |= bit;
+            ++count;
+        }
+        return dense[key];
     }
     [[gnu::always_inline]] static void prefetchSlot(uintptr_t dense, uintptr_t held, uintptr_t key)
     {
@@ -695,16 +725,33 @@ private:
     void traceRecord(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay<double, 1> &targetVec,
                      uint64_t sampleNumber) const;
     void rowError(int32_t code, const char *text, double callee, double weight, uint64_t caller);
-    // The row check of checkMatStateValidity on a record's callee and weight.
-    int32_t checkRow(double callee, double weight, uint64_t sampleNumber);
+    // The row check's counters for a batch of records, held apart from the
+    // members they stand for (and named as they are) so that they can stay
+    // in registers.
+    struct RowCheckState {
+        int32_t ivMatState;
+        uint64_t ivMaxCallees;
+        uint64_t ivRowsCounter;
+        uint64_t ivCalleesCounter;
+        uint64_t ivCurrentCaller;
+    };
+    RowCheckState rowCheckState() const;
+    void storeRowCheckState(const RowCheckState &state);
+    void settleRowCheck(const KVORADIFData &) {}
+    void settleRowCheck(const RowCheckState &state) { storeRowCheckState(state); }
+    // The row check of checkMatStateValidity on a record's callee and weight,
+    // on this object's counters or a batch's.
+    template <class Counters>
+    int32_t checkRow(Counters &counters, double callee, double weight, uint64_t sampleNumber);
     // A record's work in phase State after its trace: the row check, then
-    // the sums.
-    template <int State>
-    void addRecord(double callee, double weight, uint64_t lineNumber);
+    // the sums; `callees` is the table of callee sums of the phase, or a
+    // batch's view of it.
+    template <int State, class Callees, class Counters>
+    void addRecord(double callee, double weight, uint64_t lineNumber, Callees &callees, Counters &counters);
     template <int State, class Table>
-    void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, const Table &callees);
+    void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees);
     template <int State, bool AllColumns, class Table>
-    void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, const Table &callees);
+    void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees);
 };
 
 // Replaces the XML entities of a seed file name, one rule after the other

@@ -17,14 +17,6 @@
 
 namespace {
 
-// Truncation toward zero; outside the range (or NaN) the value that the
-// hardware conversion gives, the lowest integer.
-inline int64_t truncate64(double value)
-{
-    if (value >= -9223372036854775808.0 && value < 9223372036854775808.0) return static_cast<int64_t>(value);
-    return INT64_MIN;
-}
-
 inline int32_t truncate32(double value)
 {
     if (value > -2147483649.0 && value < 2147483648.0) return static_cast<int32_t>(value);
@@ -89,31 +81,56 @@ void KVORADIFData::findRowCaller(uint64_t caller)
     reportErrorAndExit(code, number, text, 1);
 }
 
-// Inlined into the record paths: most records only count a callee.
-[[gnu::always_inline]] inline int32_t KVORADIFData::checkRow(double callee, double weight, uint64_t sampleNumber)
+KVORADIFData::RowCheckState KVORADIFData::rowCheckState() const
 {
-    ++ivRowsCounter;
-    const int32_t entryState = ivMatState;
+    return RowCheckState{ivMatState, ivMaxCallees, ivRowsCounter, ivCalleesCounter, ivCurrentCaller};
+}
+
+void KVORADIFData::storeRowCheckState(const RowCheckState &state)
+{
+    ivMatState = state.ivMatState;
+    ivMaxCallees = state.ivMaxCallees;
+    ivRowsCounter = state.ivRowsCounter;
+    ivCalleesCounter = state.ivCalleesCounter;
+    ivCurrentCaller = state.ivCurrentCaller;
+}
+
+// Inlined into the record paths: most records only count a callee. The
+// counters are this object's members, or a batch's copy of them, which goes
+// back to the members before an error report reads them.
+template <class Counters>
+[[gnu::always_inline]] inline int32_t KVORADIFData::checkRow(Counters &c, double callee, double weight,
+                                                            uint64_t sampleNumber)
+{
+    ++c.ivRowsCounter;
+    const int32_t entryState = c.ivMatState;
     if (entryState == 0) {
-        if (callee != 0.0)
+        if (callee != 0.0) {
+            settleRowCheck(c);
             rowError(4602, "KVORADIFData::checkMatStateValidity: Expected to see header", callee, weight,
                      sampleNumber);
-        ivMaxCallees = static_cast<uint64_t>(truncate64(weight));
-        ivCalleesCounter = 0;
-        ivCurrentCaller = sampleNumber;
-        ivMatState = 1;
+        }
+        c.ivMaxCallees = static_cast<uint64_t>(kvoraTruncate64(weight));
+        c.ivCalleesCounter = 0;
+        c.ivCurrentCaller = sampleNumber;
+        c.ivMatState = 1;
     } else if (entryState == 1) {
-        if (sampleNumber == ivCurrentCaller && callee == 0.0 && weight == footerWeight) {
-            ivMatState = 0;
+        // A callee of 0.0 first: it alone tells most records from a footer.
+        if (callee == 0.0 && sampleNumber == c.ivCurrentCaller && weight == footerWeight) {
+            c.ivMatState = 0;
             return entryState;
         }
-        if (sampleNumber != ivCurrentCaller)
+        if (sampleNumber != c.ivCurrentCaller) {
+            settleRowCheck(c);
             rowError(4603, "KVORADIFData::checkMatStateValidity: Caller changed without proper footer", callee,
                      weight, sampleNumber);
-        ++ivCalleesCounter;
-        if (ivCalleesCounter > ivMaxCallees)
+        }
+        ++c.ivCalleesCounter;
+        if (c.ivCalleesCounter > c.ivMaxCallees) {
+            settleRowCheck(c);
             rowError(4604, "KVORADIFData::checkMatStateValidity: number of callees exceeded bound", callee, weight,
                      sampleNumber);
+        }
     }
     return entryState;
 }
@@ -121,7 +138,7 @@ void KVORADIFData::findRowCaller(uint64_t caller)
 int32_t KVORADIFData::checkMatStateValidity(const KVORAXaRay<double, 1> &dataVec, uint64_t sampleNumber,
                                             KVORA_ENV env)
 {
-    return checkRow(dataVec[1], dataVec[2], sampleNumber);
+    return checkRow(*this, dataVec[1], dataVec[2], sampleNumber);
 }
 
 int32_t KVORADIFData::sampleTraceEvent(int32_t level)
@@ -163,51 +180,52 @@ void KVORADIFData::traceRecord(const KVORAXaRay<double, 1> &dataVec, const KVORA
 void KVORADIFData::prefetchRecord(const double *dataValues, int32_t count) const
 {
     if (count < 1) return;
-    const uint64_t x = static_cast<uint64_t>(truncate64(dataValues[0]));
+    const uint64_t x = static_cast<uint64_t>(kvoraTruncate64(dataValues[0]));
     if (ivState == DiffusionIterationModel1)
         ivCalleeRealSums.prefetch(x);
     else
         ivCalleeIntSums.prefetch(x);
 }
 
-template <int State>
-[[gnu::always_inline]] inline void KVORADIFData::addRecord(double callee, double weight, uint64_t lineNumber)
+template <int State, class Callees, class Counters>
+[[gnu::always_inline]] inline void KVORADIFData::addRecord(double callee, double weight, uint64_t lineNumber,
+                                                          Callees &callees, Counters &counters)
 {
-    const int32_t wasInRow = checkRow(callee, weight, lineNumber);
+    const int32_t wasInRow = checkRow(counters, callee, weight, lineNumber);
     if (wasInRow == 0) resetRowCache();
     const bool isData = wasInRow == 1 && callee != 0.0;
 
-    if (State == ComputeNormalizer) {
+    if constexpr (State == ComputeNormalizer) {
         if (wasInRow == 0) {
             double &sum = ivCallerRealSums[lineNumber];
             sum = 0.0;  // a row seen twice restarts its sum
             ivRowCallerSum = &sum;
         } else if (isData) {
-            const uint64_t x = static_cast<uint64_t>(truncate64(callee));
+            const uint64_t x = static_cast<uint64_t>(kvoraTruncate64(callee));
             *ivRowCallerSum += weight;
-            int32_t &in = ivCalleeIntSums[x];
+            int32_t &in = callees[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + 1u);
             if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivCallerIntSums[lineNumber];
             *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + 1u);
         }
-    } else if (State == ComputeWeightedInOutDeg) {
+    } else if constexpr (State == ComputeWeightedInOutDeg) {
         if (isData) {
-            const uint64_t x = static_cast<uint64_t>(truncate64(callee));
+            const uint64_t x = static_cast<uint64_t>(kvoraTruncate64(callee));
             // Only the low 32 bits of the truncated weight count.
-            const uint32_t v = static_cast<uint32_t>(static_cast<uint64_t>(truncate64(weight)));
-            int32_t &in = ivCalleeIntSums[x];
+            const uint32_t v = static_cast<uint32_t>(static_cast<uint64_t>(kvoraTruncate64(weight)));
+            int32_t &in = callees[x];
             in = static_cast<int32_t>(static_cast<uint32_t>(in) + v);
             if (ivRowCallerOut == nullptr) ivRowCallerOut = &ivCallerIntSums[lineNumber];
             *ivRowCallerOut = static_cast<int32_t>(static_cast<uint32_t>(*ivRowCallerOut) + v);
         }
     } else {
         if (isData) {
-            const uint64_t x = static_cast<uint64_t>(truncate64(callee));
+            const uint64_t x = static_cast<uint64_t>(kvoraTruncate64(callee));
             if (!ivRowCallerKnown) findRowCaller(lineNumber);
             const double rowSum = ivRowCallerRowSum;
             const double share = weight / rowSum;
             if (rowSum < -DBL_MAX) reportWarning(5004, "Warning: Row sum smaller than min real value");
-            double &arrived = ivCalleeRealSums[x];
+            double &arrived = callees[x];
             arrived = arrived + ivRowCallerFresh * share;
         }
     }
@@ -226,16 +244,16 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
     const double weight = dataVec[2];
     switch (ivState) {
     case ComputeNormalizer:
-        addRecord<ComputeNormalizer>(callee, weight, lineNumber);
+        addRecord<ComputeNormalizer>(callee, weight, lineNumber, ivCalleeIntSums, *this);
         break;
     case ComputeWeightedInOutDeg:
-        addRecord<ComputeWeightedInOutDeg>(callee, weight, lineNumber);
+        addRecord<ComputeWeightedInOutDeg>(callee, weight, lineNumber, ivCalleeIntSums, *this);
         break;
     case DiffusionIterationModel1:
-        addRecord<DiffusionIterationModel1>(callee, weight, lineNumber);
+        addRecord<DiffusionIterationModel1>(callee, weight, lineNumber, ivCalleeRealSums, *this);
         break;
     default:
-        if (checkRow(callee, weight, lineNumber) == 0) resetRowCache();
+        if (checkRow(*this, callee, weight, lineNumber) == 0) resetRowCache();
         KVORA_NOT_IMPLEMENTED();
     }
 }
@@ -259,34 +277,40 @@ inline double columnValue(const double *row, int32_t column)
 // The records of a batch with the callee sum of each asked for some records
 // ahead of its use, as prefetchRecord does for records one by one.
 template <int State, bool AllColumns, class Table>
-void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
-                           const Table &callees)
+void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees)
 {
     const int32_t calleeColumn = layout.dataColumns[0];
     const int32_t weightColumn = layout.dataColumns[1];
     const int32_t lineColumn = layout.lineColumn;
     const int32_t ahead = calleeColumn >= 0 ? 32 : 0;
     const typename Table::ValuePrefetcher prefetch(callees);
+    typename Table::BatchView view(callees);
     for (int32_t i = 0; i < count && i < ahead; ++i) prefetch(rows[i][calleeColumn]);
-    // The rows of a line come together: its number is worked out once.
+    // The rows of a line come together: its number is worked out once, when
+    // the value as stored changes, since one stored value gives one number.
     double lastLine = __builtin_nan("");
     uint64_t lineNumber = 0;
-    for (int32_t i = 0; i < count; ++i) {
-        if (i + ahead < count) prefetch(rows[i + ahead][calleeColumn]);
-        const double *row = rows[i];
-        const double line = columnValue<AllColumns>(row, lineColumn);
+    RowCheckState counters = rowCheckState();
+    auto add = [&](const double *row) __attribute__((always_inline)) {
+        const double line = AllColumns ? row[lineColumn] : KVORARowLayout::value(row, lineColumn);
         if (!(line == lastLine)) {
-            lineNumber = KVORARowLayout::lineNumber(line);
+            lineNumber = KVORARowLayout::lineNumber(AllColumns ? columnValue<true>(row, lineColumn) : line);
             lastLine = line;
         }
         addRecord<State>(columnValue<AllColumns>(row, calleeColumn), columnValue<AllColumns>(row, weightColumn),
-                         lineNumber);
+                         lineNumber, view, counters);
+    };
+    int32_t i = 0;
+    for (; i + ahead < count; ++i) {
+        prefetch(rows[i + ahead][calleeColumn]);
+        add(rows[i]);
     }
+    for (; i < count; ++i) add(rows[i]);
+    storeRowCheckState(counters);
 }
 
 template <int State, class Table>
-void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
-                           const Table &callees)
+void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees)
 {
     if (layout.dataColumns[0] >= 0 && layout.dataColumns[1] >= 0 && layout.lineColumn >= 0)
         addRows<State, true>(rows, count, layout, callees);

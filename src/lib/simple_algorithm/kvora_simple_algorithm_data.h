@@ -20,6 +20,7 @@
 #include "util/kvora_env.h"
 #include "util/kvora_object.h"
 #include "util/kvora_ownptr.h"
+#include "util/kvora_truncate.h"
 #include "util/kvora_xray.h"
 
 class KVORAXMLTag;
@@ -47,12 +48,7 @@ struct KVORARowLayout {
     // The line number that update receives for a line value: truncation
     // towards zero; outside the 64-bit range (or NaN) the integer that the
     // hardware conversion gives.
-    static uint64_t lineNumber(double value)
-    {
-        if (value >= -9223372036854775808.0 && value < 9223372036854775808.0)
-            return static_cast<uint64_t>(static_cast<int64_t>(value));
-        return static_cast<uint64_t>(INT64_MIN);
-    }
+    static uint64_t lineNumber(double value) { return static_cast<uint64_t>(kvoraTruncate64(value)); }
 };
 
 class KVORASimpleAlgorithmAbstractData : public KVORAObject {
