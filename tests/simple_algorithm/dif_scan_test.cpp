@@ -216,17 +216,36 @@ TEST_F(DIFScanTest, ANegativeHeaderCountIsAHugeBoundAndAShortRowPasses) {
 
 // Rows taken straight from a dataset in batches must sum as the same records
 // given to update one by one: every phase, every table form, bit for bit.
-// The rows have the columns (weight, unused, line, callee), with missing
-// values here and there, callees far beyond the rest now and then, and
-// fractional values that truncate.
+// The rows have the columns (weight, unused, line, callee), or the loader's
+// (line, callee, weight, unused), with missing values here and there,
+// callees far beyond the rest now and then, and fractional values that
+// truncate.
+void batchesSumAsRecordsOneByOne(int32_t calleeColumn, int32_t weightColumn, int32_t lineColumnAsLoaded);
+
 TEST(DIFRowBatches, SumAsRecordsOneByOne) {
+    struct Columns {
+        int32_t callee, weight, line;
+    };
+    for (const Columns columns : {Columns{3, 0, 2}, Columns{1, 2, 0}}) {
+        SCOPED_TRACE(columns.callee);
+        batchesSumAsRecordsOneByOne(columns.callee, columns.weight, columns.line);
+    }
+}
+
+void batchesSumAsRecordsOneByOne(int32_t calleeColumn, int32_t weightColumn, int32_t lineColumnAsLoaded) {
     KVORAEnv *env = nullptr;
     std::mt19937_64 random(20261125);
     std::vector<double> cells;
     for (uint64_t line = 1; line <= 400; ++line) {
         const uint64_t callees = random() % 30;
         const double lineValue = static_cast<double>(line) + (line % 3 == 0 ? 0.75 : 0.0);
-        auto add = [&](double callee, double weight) { cells.insert(cells.end(), {weight, 5.0, lineValue, callee}); };
+        auto add = [&](double callee, double weight) {
+            double row[4] = {5.0, 5.0, 5.0, 5.0};
+            row[calleeColumn] = callee;
+            row[weightColumn] = weight;
+            row[lineColumnAsLoaded] = lineValue;
+            cells.insert(cells.end(), row, row + 4);
+        };
         add(0.0, static_cast<double>(callees));
         for (uint64_t k = 0; k < callees; ++k) {
             double callee = static_cast<double>(1 + random() % 900) + (k % 4 == 0 ? 0.5 : 0.0);
@@ -241,9 +260,9 @@ TEST(DIFRowBatches, SumAsRecordsOneByOne) {
     const size_t rowCount = cells.size() / 4;
     std::vector<const double *> rows;
     for (size_t r = 0; r < rowCount; ++r) rows.push_back(&cells[4 * r]);
-    const int32_t dataColumns[] = {3, 0};
+    const int32_t dataColumns[] = {calleeColumn, weightColumn};
     // The line column as loaded, and absent (every row then of line 0).
-    for (const int32_t lineColumn : {2, -1}) {
+    for (const int32_t lineColumn : {lineColumnAsLoaded, -1}) {
         SCOPED_TRACE(lineColumn);
         const KVORARowLayout layout{dataColumns, 2, lineColumn};
 
@@ -269,8 +288,8 @@ TEST(DIFRowBatches, SumAsRecordsOneByOne) {
             one.initIteration(env);
             batched.initIteration(env);
             for (const double *row : rows) {
-                dataVec[1] = KVORARowLayout::value(row, 3);
-                dataVec[2] = KVORARowLayout::value(row, 0);
+                dataVec[1] = KVORARowLayout::value(row, calleeColumn);
+                dataVec[2] = KVORARowLayout::value(row, weightColumn);
                 one.update(dataVec, targetVec, KVORARowLayout::lineNumber(KVORARowLayout::value(row, lineColumn)), env);
             }
             for (size_t at = 0; at < rowCount;) {

@@ -750,7 +750,7 @@ private:
     void addRecord(double callee, double weight, uint64_t lineNumber, Callees &callees, Counters &counters);
     template <int State, class Table>
     void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees);
-    template <int State, bool AllColumns, class Table>
+    template <int State, int Columns, class Table>
     void addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees);
 };
 

@@ -15,6 +15,10 @@
 #include "nelo-common/kvora_reports.h"
 #include "util/kvora_debug.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 inline int32_t truncate32(double value)
@@ -260,23 +264,47 @@ void KVORADIFData::update(const KVORAXaRay<double, 1> &dataVec, const KVORAXaRay
 
 namespace {
 
-// A row's value by its column: the layout's reading, or, where every column
-// exists (the usual layout), the same without the test for an absent one.
-template <bool AllColumns>
+// How a batch finds its values in a row: by the layout, which tests for an
+// absent column; every column present (the usual layout); or, further, the
+// weight in the column after the callee's (the loader's own order).
+enum RowColumns { AnyColumns, AllColumns, CalleeThenWeight };
+
+// A row's value by its column, 0.0 where missing.
+template <int Columns>
 inline double columnValue(const double *row, int32_t column)
 {
-    if (AllColumns) {
+    if (Columns != AnyColumns) {
         const double value = row[column];
         return value == KVORARowLayout::cvMissingValue ? 0.0 : value;
     }
     return KVORARowLayout::value(row, column);
 }
 
+// A row's callee and weight, each 0.0 where missing; side by side they are
+// loaded and tested as one pair.
+template <int Columns>
+inline void calleeAndWeight(const double *row, int32_t calleeColumn, int32_t weightColumn, double &callee,
+                            double &weight)
+{
+#if defined(__SSE2__)
+    if (Columns == CalleeThenWeight) {
+        const __m128d pair = _mm_loadu_pd(row + calleeColumn);
+        // All bits clear where missing: +0.0, as the single test gives.
+        const __m128d kept = _mm_andnot_pd(_mm_cmpeq_pd(pair, _mm_set1_pd(KVORARowLayout::cvMissingValue)), pair);
+        callee = _mm_cvtsd_f64(kept);
+        weight = _mm_cvtsd_f64(_mm_unpackhi_pd(kept, kept));
+        return;
+    }
+#endif
+    callee = columnValue<Columns>(row, calleeColumn);
+    weight = columnValue<Columns>(row, weightColumn);
+}
+
 }  // namespace
 
 // The records of a batch with the callee sum of each asked for some records
 // ahead of its use, as prefetchRecord does for records one by one.
-template <int State, bool AllColumns, class Table>
+template <int State, int Columns, class Table>
 void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees)
 {
     const int32_t calleeColumn = layout.dataColumns[0];
@@ -292,13 +320,15 @@ void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORA
     uint64_t lineNumber = 0;
     RowCheckState counters = rowCheckState();
     auto add = [&](const double *row) __attribute__((always_inline)) {
-        const double line = AllColumns ? row[lineColumn] : KVORARowLayout::value(row, lineColumn);
+        const double line = Columns != AnyColumns ? row[lineColumn] : KVORARowLayout::value(row, lineColumn);
         if (!(line == lastLine)) {
-            lineNumber = KVORARowLayout::lineNumber(AllColumns ? columnValue<true>(row, lineColumn) : line);
+            lineNumber = KVORARowLayout::lineNumber(Columns != AnyColumns ? columnValue<AllColumns>(row, lineColumn)
+                                                                          : line);
             lastLine = line;
         }
-        addRecord<State>(columnValue<AllColumns>(row, calleeColumn), columnValue<AllColumns>(row, weightColumn),
-                         lineNumber, view, counters);
+        double callee, weight;
+        calleeAndWeight<Columns>(row, calleeColumn, weightColumn, callee, weight);
+        addRecord<State>(callee, weight, lineNumber, view, counters);
     };
     int32_t i = 0;
     for (; i + ahead < count; ++i) {
@@ -312,10 +342,14 @@ void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORA
 template <int State, class Table>
 void KVORADIFData::addRows(const double *const *rows, int32_t count, const KVORARowLayout &layout, Table &callees)
 {
-    if (layout.dataColumns[0] >= 0 && layout.dataColumns[1] >= 0 && layout.lineColumn >= 0)
-        addRows<State, true>(rows, count, layout, callees);
+    const int32_t calleeColumn = layout.dataColumns[0];
+    const int32_t weightColumn = layout.dataColumns[1];
+    if (calleeColumn < 0 || weightColumn < 0 || layout.lineColumn < 0)
+        addRows<State, AnyColumns>(rows, count, layout, callees);
+    else if (weightColumn == calleeColumn + 1)
+        addRows<State, CalleeThenWeight>(rows, count, layout, callees);
     else
-        addRows<State, false>(rows, count, layout, callees);
+        addRows<State, AllColumns>(rows, count, layout, callees);
 }
 
 int32_t KVORADIFData::updateRows(const double *const *rows, int32_t count, const KVORARowLayout &layout,
