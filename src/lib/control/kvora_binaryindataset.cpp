@@ -488,22 +488,33 @@ int32_t KVORABinaryInputDataset::nextRows(const double **rows, int32_t capacity)
         const int32_t line = ivLineNumberIndex;
         double owned = ivOwnedLineValue;
         while (current <= last && count < capacity) {
-            const double lineValue = row[line];
-            if (lineValue != owned) {
-                if (!ownsLine(truncToInt64(lineValue))) {
-                    // Another worker's line: the rows after it that hold the
-                    // same value are its too, and pass without a test each.
-                    do {
-                        ++current;
-                        row += columns;
-                    } while (current <= last && row[line] == lineValue);
-                    continue;
-                }
-                owned = lineValue;
+            // The rows of the line in hand are this worker's: taken up to
+            // the window's end or a full batch, with one bound for both.
+            const int64_t room = std::min(last + 1 - current, static_cast<int64_t>(capacity - count));
+            const double *const end = row + room * columns;
+            const int32_t before = count;
+            while (row != end && row[line] == owned) {
+                rows[count++] = row;
+                row += columns;
             }
-            rows[count++] = row;
-            ++current;
-            row += columns;
+            current += count - before;
+            if (row == end) continue;
+            const double lineValue = row[line];
+            if (ownsLine(truncToInt64(lineValue))) {
+                // Taken here, not by the run above: a value unequal to
+                // itself (NaN) would never start a run.
+                owned = lineValue;
+                rows[count++] = row;
+                ++current;
+                row += columns;
+                continue;
+            }
+            // Another worker's line: the rows after it that hold the same
+            // value are its too, and pass without a test each.
+            do {
+                ++current;
+                row += columns;
+            } while (current <= last && row[line] == lineValue);
         }
         ivOwnedLineValue = owned;
     }

@@ -182,7 +182,8 @@ private:
     bool ownsLine(int64_t lineNumber) {
         if (ivOwnedLineKnown == 0 || lineNumber != ivOwnedLine) {
             ivOwnedLine = lineNumber;
-            ivOwnedLineMine = lineNumber % ivWorkerCount == ivWorkerRank ? 1 : 0;
+            // Alone, a worker owns every line: no division for each.
+            ivOwnedLineMine = ivWorkerCount == 1 || lineNumber % ivWorkerCount == ivWorkerRank ? 1 : 0;
             ivOwnedLineKnown = 1;
         }
         return ivOwnedLineMine != 0;
