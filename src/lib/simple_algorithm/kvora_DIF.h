@@ -297,9 +297,10 @@ public:
     }
     // The memory of the sums that callee values truncate to, where those
     // keys stand in the array form as it was when the prefetcher was taken;
-    // a missing or negative value asks for nothing. Taken once for a batch
-    // of records: should the array move within the batch, later requests
-    // only miss their mark, since addresses are worked out as numbers.
+    // a value whose key lies outside (the missing mark, -1.0 or below) asks
+    // for nothing. Taken once for a batch of records: should the array move
+    // within the batch, later requests only miss their mark, since
+    // addresses are worked out as numbers.
     class ValuePrefetcher {
     public:
         explicit ValuePrefetcher(const KVORADIFNodeTable &table)
@@ -331,7 +332,6 @@ public:
             refresh();
             return entry;
         }
-        const KVORADIFNodeTable &table() const { return ivTable; }
 
     private:
         void refresh()
