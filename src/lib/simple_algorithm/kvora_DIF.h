@@ -139,8 +139,7 @@ public:
                 keys[j] = keyAt(j);
                 values[j] = newEntry(op, valueAt(j));
             }
-            ivKeys.swap(keys);
-            ivValues.swap(values);
+            adopt(keys, values);
             return;
         }
         if (!ascending) {
@@ -178,8 +177,7 @@ public:
             keys.push_back(key);
             values.push_back(sum);
         }
-        ivKeys.swap(keys);
-        ivValues.swap(values);
+        adopt(keys, values);
     }
     // The same from a pair of one-based arrays, values and node numbers.
     template <class Op>
@@ -218,8 +216,7 @@ public:
             keys.push_back(key);
             sums.push_back(sum);
         }
-        ivKeys.swap(keys);
-        ivValues.swap(sums);
+        adopt(keys, sums);
         return true;
     }
     // Whether the first `count` node numbers (from 1) rise without repeats.
@@ -287,20 +284,15 @@ std::ostream &operator<<(std::ostream &out, const KVORADIFNodeMap<V> &map)
 template <class V>
 class KVORADIFNodeTable {
 public:
-    // Asks for the memory of a key's sum ahead of its use; changes nothing.
-    // Inlined where it is called: a call of its own would be taken for one
-    // without effect and dropped. A read prefetch: a write one needs an
-    // instruction beyond the baseline, and is dropped without it.
-    [[gnu::always_inline]] void prefetch(uint64_t key) const
-    {
-        if (key < ivDense.size()) prefetchSlot(addressOf(ivDense), addressOf(ivHeld), static_cast<uintptr_t>(key));
-    }
-    // The memory of the sums that callee values truncate to, where those
-    // keys stand in the array form as it was when the prefetcher was taken;
-    // a value whose key lies outside (the missing mark, -1.0 or below) asks
-    // for nothing. Taken once for a batch of records: should the array move
-    // within the batch, later requests only miss their mark, since
-    // addresses are worked out as numbers.
+    // Asks for the memory of the sums that callee values truncate to, ahead
+    // of their use, where those keys stand in the array form as it was when
+    // the prefetcher was taken; changes nothing. A value whose key lies
+    // outside (the missing mark, -1.0 or below) asks for nothing. Taken once
+    // for a batch of records: should the array move within the batch, later
+    // requests only miss their mark, since addresses are worked out as
+    // numbers. Inlined where it is called: a call of its own would be taken
+    // for one without effect and dropped. A read prefetch: a write one needs
+    // an instruction beyond the baseline, and is dropped without it.
     class ValuePrefetcher {
     public:
         explicit ValuePrefetcher(const KVORADIFNodeTable &table)

@@ -184,11 +184,10 @@ void KVORADIFData::traceRecord(const KVORAXaRay<double, 1> &dataVec, const KVORA
 void KVORADIFData::prefetchRecord(const double *dataValues, int32_t count) const
 {
     if (count < 1) return;
-    const uint64_t x = static_cast<uint64_t>(kvoraTruncate64(dataValues[0]));
     if (ivState == DiffusionIterationModel1)
-        ivCalleeRealSums.prefetch(x);
+        KVORADIFNodeTable<double>::ValuePrefetcher{ivCalleeRealSums}(dataValues[0]);
     else
-        ivCalleeIntSums.prefetch(x);
+        KVORADIFNodeTable<int32_t>::ValuePrefetcher{ivCalleeIntSums}(dataValues[0]);
 }
 
 template <int State, class Callees, class Counters>
